@@ -1,0 +1,81 @@
+#pragma once
+
+#include <quivo/image/DisplayView.h>
+#include <quivo/tiff/SampleType.h>
+#include <quivo/tiles/TileImage.h>
+
+#include <memory>
+#include <string>
+
+namespace Quivo {
+
+class CancellationChecker;
+
+/// A TIFF or BigTIFF file as a pyramid.
+///
+/// Reads tiles or strips, contiguous or separate planes, 8, 16 and 32-bit integers, 32 and 64-bit
+/// floats, any number of samples, every compression of the installed libtiff. Values arrive as
+/// stored, except: YCbCr arrives as RGB, palettes are expanded to RGB, MinIsWhite is inverted.
+/// Extra samples are channels.
+///
+/// Slices are the pages of the first page's size and type. A reduced-resolution page or SubIFD is
+/// level L when its extent is within one pixel of the level-0 extent / 2^L on both axes; other
+/// pages (labels, thumbnails) are left out. Levels that the file does not store are computed on
+/// demand from the next finer one by 2 x 2 means: rounded half up for integers, plain for floats.
+///
+/// Decoded blocks are kept in the file's own sample type, in memory that grows with the width of
+/// the image at most, so that reading down the image decodes everything once. The file must not
+/// change while it is open. Locked inside; any thread may read, several at once.
+class QUIVO_API TiffImage : public TileImage {
+public:
+    /// Opens a file.
+    /// error: std::runtime_error, one line that starts with the path, when the file cannot be read,
+    /// is no TIFF, is damaged, or stores pixels in a way that is not supported.
+    explicit TiffImage(std::string const& path);
+    ~TiffImage() override;
+
+    /// The path.
+    std::string getURL() const override;
+    Vector getExtent(long long level) const override;
+    long long getNumChannels() const override;
+    long long getNumLevels() const override;
+    /// The file's minimum and maximum sample value where it states them, otherwise
+    /// `getDefaultValueRange(getSampleType())`.
+    ValueRange<double> getValueRange() const override;
+    /// From the resolution tags; 0 where the file does not tell (z never does).
+    Vector getVoxelSize(long long level) const override;
+    Vector getTileExtent() const override;
+    /// error: std::runtime_error, one line that starts with the path, when a block is damaged; the
+    /// image stays usable.
+    void openTileRegionToPosition(double* dst, long long level, Vector const& tilePosition,
+                                  Box const& tileRegion, Vector const& dstExtent,
+                                  Vector const& dstPosition) override;
+    std::string getSliceName(long long index) override;
+    /// "Gray", or "Red", "Green", "Blue" and "Alpha" for what the file marks as such, else empty.
+    /// error: std::runtime_error "Invalid channel index. Cannot determine its name." for an index
+    /// out of range.
+    std::string getChannelName(long long index) override;
+    std::string getId() const override;
+    std::string getGroupId() const override;
+    /// 0: the content does not change.
+    ContentHash getHash() override;
+    Image* getViewableRepresentation() override;
+
+    /// Whether the file holds this level, so that reading it computes nothing.
+    [[nodiscard]] bool isLevelStored(long long level) const noexcept;
+
+    /// The type of the values delivered: the file's, or `U8` where colours are converted.
+    [[nodiscard]] SampleType getSampleType() const noexcept;
+
+    /// Asked before every block that a read decodes or computes (null: nobody), so that a long read
+    /// can be stopped; what it throws leaves `openRegion`. Set it while no read is running; it must
+    /// be callable from every reading thread.
+    void setCancellationChecker(CancellationChecker* checker) noexcept;
+
+private:
+    class Reader;
+    std::unique_ptr<Reader> reader_;
+    DisplayView displayView_;
+};
+
+}  // namespace Quivo

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <quivo/tiff/SampleType.h>
+#include <quivo/writer/ImageWriter.h>
+
+#include <memory>
+#include <string>
+
+namespace Quivo {
+
+enum class TiffCompression { None, Lzw, Deflate, Zstd, Jpeg };
+
+/// Writes an image as one tiled pyramid TIFF: first the pages of level 0 (one per slice), then those
+/// of every further level of the source, marked as reduced resolution.
+///
+/// Values are rounded half up to integer sample types and clamped to their range, never wrapped.
+/// One channel is written as MinIsBlack, three as RGB, four as RGB with unassociated alpha, any
+/// other number as MinIsBlack with extra samples. The file becomes a BigTIFF when it could exceed
+/// 4 GB. Its bytes depend neither on the number of threads nor on timing.
+///
+/// With `setUseSrcImagePyramid(false)` only level 0 is read from the source, once; every further
+/// level is the 2 x 2 mean of the values stored in the one before (taken before any lossy codec),
+/// rounded half up for integers, plain for floats.
+///
+/// The file is written beside the target and takes its name when it is complete: a failed or
+/// cancelled write leaves no new file and an existing target untouched. Memory grows with the width
+/// of the image at most. The source, the monitor and the checker are called on the caller's thread;
+/// worker threads only encode. One thread at a time.
+class QUIVO_API TiffWriter : public ImageWriter {
+public:
+    /// How the last `writeImage` ended.
+    enum class Outcome {
+        NotRun,     ///< never called, or refused before it began (then `writeImage` threw)
+        Complete,   ///< the file is there
+        Cancelled,  ///< the checker stopped it
+        Failed      ///< see `getFailure()`
+    };
+
+    /// Deflate, tiles of 256 x 256, one thread per processor.
+    TiffWriter();
+    ~TiffWriter() override;
+
+    /// The file to write; an existing one is replaced.
+    void setFilename(std::string const& path) override;
+
+    void setCompression(TiffCompression compression) noexcept;
+
+    /// JPEG quality, 1 ... 100 (90 at first): colour is subsampled (4:2:0) below 90.
+    void setQuality(int quality) noexcept;
+
+    /// The type of the stored samples: `U8`, `U16`, `U32`, `F32` or `F64`. Without this call it is
+    /// `chooseSampleType` of the source's value range.
+    void setSampleType(SampleType type) noexcept;
+
+    /// The number of threads that encode; 0 (as at first) means one per processor, 1 means that the
+    /// caller's thread does everything.
+    void setNumThreads(int count) noexcept;
+
+    /// `U8` for a range of exactly 0 ... 255, `U16` for 0 ... 65535, otherwise `F32`.
+    [[nodiscard]] static SampleType chooseSampleType(ValueRange<double> const& range) noexcept;
+
+    [[nodiscard]] Outcome getOutcome() const noexcept;
+
+    /// One line that says what failed, empty unless the outcome is `Failed`. It starts with the
+    /// path of the target when the target is what failed; what the source threw is passed on.
+    [[nodiscard]] std::string const& getFailure() const noexcept;
+
+    bool isReady() override;
+    /// As the base class, and keeps the outcome.
+    void writeImage(ProgressMonitor* monitor, CancellationChecker* checker) override;
+
+    /// error: std::runtime_error for what the format cannot hold: tile sides that are no multiple of
+    /// 16 or several slices deep, sides of 2^32 and more, 2^32 tiles in one page, no pixels at all,
+    /// a signed sample type, JPEG of anything but u8 with 1 or 3 channels; when a level is not half
+    /// of the one before and levels are to be computed; and when the target cannot be written.
+    void beginWriting(DownsampleOrProxy* image, CancellationChecker* checker) override;
+    void prepareLevel(DownsampleOrProxy* image, long long level) override;
+    void writeLevel(DownsampleOrProxy* image, long long level, ProgressMonitor* monitor,
+                    CancellationChecker* checker) override;
+    void finalizeImage(ProgressMonitor* monitor, CancellationChecker* checker) override;
+    void endWriting(bool aborted) override;
+
+private:
+    class Session;
+    struct Settings;
+    std::unique_ptr<Settings> settings_;
+    std::unique_ptr<Session> session_;
+    Outcome outcome_ = Outcome::NotRun;
+    std::string failure_;
+};
+
+}  // namespace Quivo

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <quivo/core/Export.h>
+#include <quivo/core/ValueRange.h>
+#include <quivo/filters/Filter.h>
+
+namespace Quivo {
+
+/// Every value mapped linearly: value * scale + offset, optionally rounded to the nearest whole
+/// number (halves up). Nothing is clamped, and the zeros outside the source become the offset.
+///
+/// Immutable after construction; reads are as safe as the source's.
+class QUIVO_API ScaleFilter : public Filter {
+public:
+    ScaleFilter(Image* source, double scale, double offset, bool roundValues, bool takeOwnership);
+
+    /// With an offset of 0.
+    ScaleFilter(Image* source, double scale, bool roundValues, bool takeOwnership);
+
+    /// Maps the source's value range, as it is during construction, onto `targetRange`. A source
+    /// range of zero width gives an infinite or undefined scale by the rules of floating point.
+    ScaleFilter(Image* source, ValueRange<double> targetRange, bool roundValues,
+                bool takeOwnership);
+
+    /// A scale, an offset and one flag: which flag is missing? Say both.
+    ScaleFilter(Image* source, double scale, double offset, bool flag) = delete;
+
+    ~ScaleFilter() override;
+
+    /// Both ends of the source's range mapped one by one, neither rounded nor put in order: a
+    /// negative scale gives min > max.
+    ValueRange<double> getValueRange() const override;
+
+    /// The source writes straight into `dst`, which is then mapped in place.
+    void openRegion(double* dst, long long level, Box const& region) override;
+
+private:
+    double scale_;
+    double offset_;
+    bool roundValues_;
+};
+
+}  // namespace Quivo

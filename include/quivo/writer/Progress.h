@@ -1,0 +1,57 @@
+#pragma once
+
+#include <quivo/core/Export.h>
+
+namespace Quivo {
+
+/// Learns how far a long operation has come. Derive from it and implement `progressChanged`.
+///
+/// Two plain counters: nothing is clamped or checked. The order of the virtual operations is part
+/// of the binary interface. The operation neither keeps nor deletes its monitor. One thread at a
+/// time: the library updates it on the thread that runs the operation.
+class QUIVO_API ProgressMonitor {
+public:
+    /// Total unknown (-1), progress 0.
+    ProgressMonitor() noexcept;
+
+    /// Stores the value that the progress counts towards, then notifies.
+    virtual void setMaxValue(long long value);
+    /// The total; -1 while it is not known.
+    virtual long long getMaxValue();
+    /// Adds `delta` (any sign, also 0) to the progress, then notifies.
+    virtual void increase(long long delta);
+    /// Stores the progress, then notifies.
+    virtual void update(long long value);
+    virtual long long getProgress() const;
+    /// Called as the last thing of every change, with the new values in place. What it throws
+    /// leaves the operation that made the change.
+    virtual void progressChanged() = 0;
+
+protected:
+    /// A monitor is destroyed through its own type, never through this one.
+    ~ProgressMonitor() = default;
+
+private:
+    long long maxValue_;
+    long long progress_;
+};
+
+/// Tells a long operation to stop. The operation asks on its own thread; a checker that is told by
+/// another one synchronises that itself.
+class QUIVO_API CancellationChecker {
+public:
+    /// Returns when the operation may go on.
+    /// error: `CancellationException` when it is to stop.
+    virtual void checkCancelled() = 0;
+    virtual ~CancellationChecker();
+};
+
+/// What a cancelled operation unwinds with. Not a `std::exception`, so that handlers of errors do
+/// not swallow it.
+class QUIVO_API CancellationException {
+public:
+    CancellationException() noexcept;
+    virtual ~CancellationException();
+};
+
+}  // namespace Quivo

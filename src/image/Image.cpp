@@ -1,0 +1,7 @@
+#include <quivo/image/Image.h>
+
+namespace Quivo {
+
+Image::~Image() = default;
+
+}  // namespace Quivo
