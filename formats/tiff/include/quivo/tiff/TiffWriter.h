@@ -4,14 +4,19 @@
 #include <quivo/writer/ImageWriter.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace Quivo {
 
+namespace detail {
+class WriteSession;
+}
+
 enum class TiffCompression { None, Lzw, Deflate, Zstd, Jpeg };
 
-/// Writes an image as one tiled pyramid TIFF: first the pages of level 0 (one per slice), then those
-/// of every further level of the source, marked as reduced resolution.
+/// Writes an image as one tiled pyramid TIFF: first the pages of level 0 (one per slice), then
+/// those of every further level of the source, marked as reduced resolution.
 ///
 /// Values are rounded half up to integer sample types and clamped to their range, never wrapped.
 /// One channel is written as MinIsBlack, three as RGB, four as RGB with unassociated alpha, any
@@ -69,10 +74,10 @@ public:
     /// As the base class, and keeps the outcome.
     void writeImage(ProgressMonitor* monitor, CancellationChecker* checker) override;
 
-    /// error: std::runtime_error for what the format cannot hold: tile sides that are no multiple of
-    /// 16 or several slices deep, sides of 2^32 and more, 2^32 tiles in one page, no pixels at all,
-    /// a signed sample type, JPEG of anything but u8 with 1 or 3 channels; when a level is not half
-    /// of the one before and levels are to be computed; and when the target cannot be written.
+    /// error: std::runtime_error for what the format cannot hold: tile sides that are no multiple
+    /// of 16 or several slices deep, sides of 2^32 and more, 2^32 tiles in one page, no pixels at
+    /// all, a signed sample type, JPEG of anything but u8 with 1 or 3 channels; when a level is not
+    /// half of the one before and levels are to be computed; and when the target cannot be written.
     void beginWriting(DownsampleOrProxy* image, CancellationChecker* checker) override;
     void prepareLevel(DownsampleOrProxy* image, long long level) override;
     void writeLevel(DownsampleOrProxy* image, long long level, ProgressMonitor* monitor,
@@ -81,10 +86,11 @@ public:
     void endWriting(bool aborted) override;
 
 private:
-    class Session;
-    struct Settings;
-    std::unique_ptr<Settings> settings_;
-    std::unique_ptr<Session> session_;
+    TiffCompression compression_ = TiffCompression::Deflate;
+    int quality_ = 90;
+    std::optional<SampleType> sampleType_;
+    int numThreads_ = 0;
+    std::unique_ptr<detail::WriteSession> session_;
     Outcome outcome_ = Outcome::NotRun;
     std::string failure_;
 };

@@ -1,0 +1,263 @@
+#include "PageDecoder.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace Quivo::detail {
+
+namespace {
+
+constexpr std::size_t maxIdleHandles = 8;
+constexpr std::size_t maxRowReaders = 16;
+
+// libtiff's flags: h leaves the first directory alone, c shows strips as they are in the file,
+// O loads tables of tile offsets piece by piece, m does without a memory map.
+constexpr char const* readMode = "rhcOm";
+constexpr char const* mappedReadMode = "rhc";
+
+/// Stores `width` x `height` decoded pixels at (x, y) of a planar block, as the page presents them.
+/// `src` has rows of `srcStride` pixels with `numSamples` samples each; they become the block's
+/// channels from `firstChannel` on.
+class Presenter {
+public:
+    Presenter(PageInfo const& page, Block& block) : page_(page), block_(block) {}
+
+    void store(std::byte const* src, long long srcStride, long long numSamples,
+               long long firstChannel, long long y, long long height) {
+        visitSampleType(page_.storedType, [&](auto sample) {
+            using T = decltype(sample);
+            auto const* const samples = reinterpret_cast<T const*>(src);
+            if (page_.presentation == Presentation::Palette) {
+                storePalette(samples, srcStride, y, height);
+            } else {
+                storeSamples(samples, srcStride, numSamples, firstChannel, y, height);
+            }
+        });
+    }
+
+private:
+    template <typename T>
+    void storeSamples(T const* src, long long srcStride, long long numSamples,
+                      long long firstChannel, long long y, long long height) {
+        auto* const planes = reinterpret_cast<T*>(block_.samples.data());
+        for (long long s = 0; s < numSamples; ++s) {
+            bool const turnOver =
+                page_.presentation == Presentation::Inverted && firstChannel + s == 0;
+            T* out = planes + ((firstChannel + s) * block_.height + y) * block_.width;
+            for (long long row = 0; row < height; ++row, out += block_.width) {
+                T const* const in = src + row * srcStride * numSamples + s;
+                for (long long x = 0; x < block_.width; ++x) out[x] = in[x * numSamples];
+                if (turnOver) invert(out);
+            }
+        }
+    }
+
+    template <typename T>
+    void invert(T* row) {
+        for (long long x = 0; x < block_.width; ++x) {
+            if constexpr (std::is_floating_point_v<T>) {
+                row[x] = static_cast<T>(page_.valueRange.min + page_.valueRange.max -
+                                        static_cast<double>(row[x]));
+            } else {
+                row[x] = static_cast<T>(~row[x]);  // highest - value for either signedness
+            }
+        }
+    }
+
+    template <typename T>
+    void storePalette(T const* src, long long srcStride, long long y, long long height) {
+        auto* const planes = reinterpret_cast<std::uint8_t*>(block_.samples.data());
+        for (long long c = 0; c < 3; ++c) {
+            std::uint8_t* out = planes + (c * block_.height + y) * block_.width;
+            for (long long row = 0; row < height; ++row, out += block_.width) {
+                for (long long x = 0; x < block_.width; ++x) {
+                    auto const index = static_cast<std::size_t>(src[row * srcStride + x]);
+                    out[x] = page_.palette[3 * index + static_cast<std::size_t>(c)];
+                }
+            }
+        }
+    }
+
+    PageInfo const& page_;
+    Block& block_;
+};
+
+}  // namespace
+
+std::shared_ptr<Block const> PageDecoder::decode(PageInfo const& page, long long x, long long y) {
+    auto block = std::make_shared<Block>();
+    block->width = std::min(page.blockWidth, page.width - x * page.blockWidth);
+    block->height = std::min(page.blockHeight, page.height - y * page.blockHeight);
+    block->samples.resize(static_cast<std::size_t>(block->width * block->height * page.numChannels *
+                                                   getSampleBytes(page.sampleType)));
+    if (page.readsByRow) {
+        decodeRows(page, y, *block);
+        return block;
+    }
+    OpenPage handle = takeHandle(page);
+    if (page.presentation == Presentation::Converted) {
+        decodeConverted(page, *handle.tiff, x, y, *block);
+    } else if (page.isTiled) {
+        decodeTile(page, *handle.tiff, x, y, *block);
+    } else {
+        decodeStrips(page, *handle.tiff, y, *block);
+    }
+    giveBack(std::move(handle));  // one that failed is closed instead
+    return block;
+}
+
+std::unique_ptr<TiffHandle> PageDecoder::open(PageInfo const& page, bool mapped,
+                                              FileReadStream** stream) {
+    auto bytes = std::make_unique<FileReadStream>(file_, mapped);
+    if (stream) *stream = bytes.get();
+    auto tiff = std::make_unique<TiffHandle>(std::move(bytes), file_->getPath(),
+                                             mapped ? mappedReadMode : readMode);
+    tiff->check(TIFFSetSubDirectory(tiff->get(), page.directory) != 0, "damaged directory");
+    if (page.isYCbCrJpeg) tiff->set(TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+    return tiff;
+}
+
+PageDecoder::OpenPage PageDecoder::takeHandle(PageInfo const& page) {
+    {
+        std::lock_guard const lock(handlesMutex_);
+        for (auto& idle : idleHandles_) {
+            if (idle.directory != page.directory) continue;
+            std::swap(idle, idleHandles_.back());
+            OpenPage handle = std::move(idleHandles_.back());
+            idleHandles_.pop_back();
+            return handle;
+        }
+    }
+    return {page.directory, open(page, false, nullptr)};
+}
+
+void PageDecoder::giveBack(OpenPage handle) {
+    std::lock_guard const lock(handlesMutex_);
+    if (idleHandles_.size() == maxIdleHandles) idleHandles_.erase(idleHandles_.begin());
+    idleHandles_.push_back(std::move(handle));
+}
+
+void PageDecoder::decodeTile(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
+                             Block& block) {
+    Presenter presenter(page, block);
+    Bytes decoded(static_cast<std::size_t>(TIFFTileSize(tiff.get())));
+    auto const numPlanes = page.isSeparate ? page.storedSamples : 1;
+    auto const samplesPerPlane = page.isSeparate ? 1 : page.storedSamples;
+    auto const expected = page.storedBlockWidth * page.storedBlockHeight * samplesPerPlane *
+                          getSampleBytes(page.storedType);
+    tiff.check(static_cast<long long>(decoded.size()) == expected, "tiles of an unexpected size");
+    for (long long plane = 0; plane < numPlanes; ++plane) {
+        auto const tile = TIFFComputeTile(
+            tiff.get(), static_cast<std::uint32_t>(x * page.blockWidth),
+            static_cast<std::uint32_t>(y * page.blockHeight), 0, static_cast<std::uint16_t>(plane));
+        // A tile without bytes was never written: it reads as zeros.
+        bool const isSparse = TIFFGetStrileByteCount(tiff.get(), tile) == 0;
+        if (isSparse) {
+            std::fill(decoded.begin(), decoded.end(), std::byte{});
+        } else {
+            auto const got =
+                TIFFReadEncodedTile(tiff.get(), tile, decoded.data(), tmsize_t(expected));
+            tiff.check(got == expected, "damaged tile " + std::to_string(tile));
+        }
+        presenter.store(decoded.data(), page.storedBlockWidth, samplesPerPlane, plane, 0,
+                        block.height);
+    }
+}
+
+void PageDecoder::decodeStrips(PageInfo const& page, TiffHandle& tiff, long long y, Block& block) {
+    Presenter presenter(page, block);
+    Bytes decoded(static_cast<std::size_t>(TIFFStripSize(tiff.get())));
+    auto const numPlanes = page.isSeparate ? page.storedSamples : 1;
+    auto const samplesPerPlane = page.isSeparate ? 1 : page.storedSamples;
+    auto const rowBytes = page.width * samplesPerPlane * getSampleBytes(page.storedType);
+    auto const firstRow = y * page.blockHeight;
+    for (long long plane = 0; plane < numPlanes; ++plane) {
+        for (long long row = 0; row < block.height; row += page.storedBlockHeight) {
+            auto const height = std::min(page.storedBlockHeight, block.height - row);
+            auto const strip =
+                TIFFComputeStrip(tiff.get(), static_cast<std::uint32_t>(firstRow + row),
+                                 static_cast<std::uint16_t>(plane));
+            auto const expected = height * rowBytes;
+            tiff.check(static_cast<long long>(decoded.size()) >= expected,
+                       "strips of an unexpected size");
+            auto const got =
+                TIFFReadEncodedStrip(tiff.get(), strip, decoded.data(), tmsize_t(expected));
+            tiff.check(got == expected, "damaged strip " + std::to_string(strip));
+            presenter.store(decoded.data(), page.width, samplesPerPlane, plane, row, height);
+        }
+    }
+}
+
+void PageDecoder::decodeConverted(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
+                                  Block& block) {
+    auto const left = static_cast<std::uint32_t>(x * page.blockWidth);
+    auto const top = static_cast<std::uint32_t>(y * page.blockHeight);
+    std::vector<std::uint32_t> raster(
+        static_cast<std::size_t>(page.storedBlockWidth * page.storedBlockHeight));
+    bool const done = page.isTiled
+                          ? TIFFReadRGBATileExt(tiff.get(), left, top, raster.data(), 1) != 0
+                          : TIFFReadRGBAStripExt(tiff.get(), top, raster.data(), 1) != 0;
+    tiff.check(done, "damaged block");
+    // libtiff's raster has its last row first: the tile's last one, or the strip's last one.
+    auto const lastRow = page.isTiled ? page.storedBlockHeight - 1 : block.height - 1;
+    auto* const planes = reinterpret_cast<std::uint8_t*>(block.samples.data());
+    auto const planeSize = block.width * block.height;
+    for (long long row = 0; row < block.height; ++row) {
+        auto const* const in = raster.data() + (lastRow - row) * page.storedBlockWidth;
+        for (long long column = 0; column < block.width; ++column) {
+            auto* const out = planes + row * block.width + column;
+            out[0] = static_cast<std::uint8_t>(TIFFGetR(in[column]));
+            out[planeSize] = static_cast<std::uint8_t>(TIFFGetG(in[column]));
+            out[2 * planeSize] = static_cast<std::uint8_t>(TIFFGetB(in[column]));
+        }
+    }
+}
+
+void PageDecoder::decodeRows(PageInfo const& page, long long y, Block& block) {
+    // Such strips can only be decoded from their first row on, so one thread at a time goes on
+    // where the last one stopped.
+    std::lock_guard const lock(rowsMutex_);
+    auto const numPlanes = page.isSeparate ? page.storedSamples : 1;
+    for (long long plane = 0; plane < numPlanes; ++plane) {
+        try {
+            readRows(page, plane, y * page.blockHeight, block);
+        } catch (...) {
+            rowReaders_.erase({page.directory, plane});
+            throw;
+        }
+    }
+}
+
+void PageDecoder::readRows(PageInfo const& page, long long plane, long long firstRow,
+                           Block& block) {
+    std::pair const key(page.directory, plane);
+    if (rowReaders_.size() >= maxRowReaders && !rowReaders_.contains(key)) rowReaders_.clear();
+    RowReader& reader = rowReaders_[key];
+    if (!reader.tiff) reader.tiff = open(page, true, &reader.stream);
+    auto const samplesPerPlane = page.isSeparate ? 1 : page.storedSamples;
+    auto const rowBytes = page.width * samplesPerPlane * getSampleBytes(page.storedType);
+    reader.tiff->check(TIFFScanlineSize(reader.tiff->get()) == rowBytes,
+                       "rows of an unexpected size");
+    Bytes row(static_cast<std::size_t>(rowBytes));
+    auto const readRow = [&](long long y) {
+        auto const result =
+            TIFFReadScanline(reader.tiff->get(), row.data(), static_cast<std::uint32_t>(y),
+                             static_cast<std::uint16_t>(plane));
+        reader.tiff->check(result == 1, "damaged row " + std::to_string(y));
+        reader.nextRow = y + 1;
+    };
+    // From the start of the strip when the reader is in another one or further down already.
+    auto const stripStart = firstRow / page.storedBlockHeight * page.storedBlockHeight;
+    bool const goesOn = reader.nextRow > stripStart && reader.nextRow <= firstRow;
+    if (!page.isUncompressed) {
+        for (long long y = goesOn ? reader.nextRow : stripStart; y < firstRow; ++y) readRow(y);
+    }
+    Presenter presenter(page, block);
+    for (long long y = 0; y < block.height; ++y) {
+        readRow(firstRow + y);
+        presenter.store(row.data(), page.width, samplesPerPlane, plane, y, 1);
+    }
+    reader.stream->releasePages();
+}
+
+}  // namespace Quivo::detail

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "LibTiff.h"
+#include "PageInfo.h"
+
+#include <vector>
+
+namespace Quivo::detail {
+
+/// Which pages of a file are the slices and levels of its image. Plain value.
+struct PyramidLayout {
+    struct Level {
+        Vector extent;                ///< level-0 extent halved, rounded down
+        std::vector<PageInfo> pages;  ///< one per slice; empty when the level is not stored
+
+        [[nodiscard]] bool isStored() const noexcept { return !pages.empty(); }
+    };
+
+    std::vector<Level> levels;  ///< level 0 is always stored
+
+    /// Reads all directories of an open file.
+    /// error: std::runtime_error "PATH: reason" when one is damaged, or when the main image cannot
+    /// be read.
+    explicit PyramidLayout(TiffHandle& tiff);
+
+    [[nodiscard]] PageInfo const& getFirstPage() const noexcept { return levels[0].pages[0]; }
+
+private:
+    void placeReduced(std::vector<PageInfo> const& reduced);
+};
+
+}  // namespace Quivo::detail

@@ -1,0 +1,92 @@
+#pragma once
+
+// What reader and writer do with single samples: one place for every rule that depends on the
+// sample type, so that a level computed on reading holds what the writer would have stored.
+
+#include <quivo/tiff/SampleType.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+#include <vector>
+
+namespace Quivo::detail {
+
+/// A block of samples of any type; the type stands beside it.
+using Bytes = std::vector<std::byte>;
+
+/// Calls `function` with a zero of the type that `type` names.
+template <typename Function>
+auto visitSampleType(SampleType type, Function&& function) {
+    switch (type) {
+        case SampleType::U16:
+            return function(std::uint16_t{});
+        case SampleType::U32:
+            return function(std::uint32_t{});
+        case SampleType::I8:
+            return function(std::int8_t{});
+        case SampleType::I16:
+            return function(std::int16_t{});
+        case SampleType::I32:
+            return function(std::int32_t{});
+        case SampleType::F32:
+            return function(float{});
+        case SampleType::F64:
+            return function(double{});
+        case SampleType::U8:
+            break;
+    }
+    return function(std::uint8_t{});
+}
+
+/// `value` as a stored sample: integers rounded half up and clamped (NaN becomes the lowest value),
+/// floats clamped to the finite range of the type unless infinite.
+template <typename T>
+[[nodiscard]] T toSample(double value) noexcept {
+    using Limits = std::numeric_limits<T>;
+    constexpr auto lowest = static_cast<double>(Limits::lowest());
+    constexpr auto highest = static_cast<double>(Limits::max());
+    if constexpr (std::is_same_v<T, double>) {
+        return value;
+    } else if constexpr (std::is_floating_point_v<T>) {
+        if (!std::isfinite(value)) return static_cast<T>(value);
+        return static_cast<T>(value < lowest ? lowest : value > highest ? highest : value);
+    } else {
+        // Compared so that NaN fails the first test; a narrow integer lets the loop vectorise.
+        using Wide = std::conditional_t<(sizeof(T) < 4), std::int32_t, std::int64_t>;
+        double const raised = value > lowest ? value : lowest;
+        double const clamped = raised < highest ? raised : highest;
+        return static_cast<T>(static_cast<Wide>(std::floor(clamped + 0.5)));
+    }
+}
+
+/// The mean of a 2 x 2 block of samples: rounded half up for integers, plain for floats.
+template <typename T>
+[[nodiscard]] T meanOfFour(T a, T b, T p, T q) noexcept {
+    if constexpr (std::is_floating_point_v<T>) {
+        double const sum = static_cast<double>(a) + static_cast<double>(b) +
+                           static_cast<double>(p) + static_cast<double>(q);
+        return static_cast<T>(sum * 0.25);
+    } else {
+        using Wide = std::conditional_t<(sizeof(T) < 4), std::int32_t, std::int64_t>;
+        return static_cast<T>((Wide{a} + Wide{b} + Wide{p} + Wide{q} + 2) >> 2);
+    }
+}
+
+/// Stores the 2 x 2 means of two rows of interleaved pixels with `numChannels` samples each:
+/// `count` pixels of `dst` out of 2 * count of `upper` and of `lower`.
+template <typename T>
+void halveRows(T const* upper, T const* lower, T* dst, long long count, long long numChannels) {
+    for (long long x = 0; x < count; ++x) {
+        for (long long c = 0; c < numChannels; ++c) {
+            long long const left = 2 * x * numChannels + c;
+            long long const right = left + numChannels;
+            dst[x * numChannels + c] =
+                meanOfFour(upper[left], upper[right], lower[left], lower[right]);
+        }
+    }
+}
+
+}  // namespace Quivo::detail

@@ -1,0 +1,87 @@
+#pragma once
+
+#include "File.h"
+#include "LibTiff.h"
+#include "ScratchLevel.h"
+#include "TileCodec.h"
+#include "WorkerPool.h"
+
+#include <quivo/core/ValueRange.h>
+#include <quivo/core/Vector.h>
+#include <quivo/writer/ImageWriter.h>
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Quivo::detail {
+
+/// What is to be written. Plain value.
+struct WritePlan {
+    std::string target;
+    TileFormat format;
+    std::vector<Vector> extents;  ///< of every level
+    Vector voxelSize;             ///< at level 0, nanometres; 0 where unknown
+    ValueRange<double> valueRange;
+    bool computesLevels = false;  ///< from the level before, instead of reading them
+    int numThreads = 1;
+
+    /// error: std::runtime_error "TARGET: reason" for what TIFF cannot hold.
+    void check() const;
+};
+
+/// One file being written: under another name until `commit`, gone when destroyed without it.
+///
+/// The caller's thread reads the source and writes the file, in the order of tiles; the workers
+/// turn what was read into the bytes of a tile and its share of the next level. One thread at a
+/// time.
+class WriteSession {
+public:
+    using Source = ImageWriter::DownsampleOrProxy;
+
+    /// error: std::runtime_error "TARGET: reason" when the file cannot be created.
+    explicit WriteSession(WritePlan plan);
+    ~WriteSession();
+
+    /// Writes the pages of a level; levels come in ascending order.
+    /// error: std::runtime_error "TARGET: reason", and what source, monitor or checker throw.
+    void writeLevel(Source& source, long long level, ProgressMonitor* monitor,
+                    CancellationChecker* checker);
+
+    /// Finishes the file under its temporary name.
+    void finish();
+
+    /// Gives the finished file its name.
+    void commit();
+
+private:
+    struct Tile;
+
+    void beginPage(long long level, long long slice);
+    void writeTileRow(Source& source, long long level, Vector const& start,
+                      ProgressMonitor* monitor, CancellationChecker* checker);
+    void submit(std::unique_ptr<Tile> tile);
+    void storeOldest(ProgressMonitor* monitor);
+    void encode(Tile& tile) const;
+
+    template <typename T>
+    void fillFromValues(Tile& tile) const;
+    void fillFromRows(Tile& tile) const;
+    void pad(Tile& tile) const;
+    template <typename T>
+    void addToNextLevel(Tile const& tile) const;
+
+    WritePlan plan_;
+    long long pixelBytes_;
+    std::unique_ptr<File> file_;
+    TiffHandle tiff_;
+    TileCodec codec_;
+    std::unique_ptr<ScratchLevel> level_;      ///< the level being written, when computed
+    std::unique_ptr<ScratchLevel> nextLevel_;  ///< the one computed meanwhile
+    std::size_t maxPending_;
+    std::deque<std::unique_ptr<Tile>> pending_;  ///< in the order of the file
+    WorkerPool workers_;                         ///< last: its jobs refer to all the others
+};
+
+}  // namespace Quivo::detail
