@@ -20,7 +20,8 @@ long long countTiles(Image const& image, long long numLevels, Vector const& tile
     checkTileExtent(tileExtent);  // once more: beginWriting may have changed it
     long long total = 0;
     for (long long level = 0; level < numLevels; ++level) {
-        total += ((image.getExtent(level) - Vector(1)) / tileExtent + Vector(1)).prod();
+        Vector const tiles = (image.getExtent(level) - Vector(1)) / tileExtent + Vector(1);
+        total = detail::wrappingAdd(total, tiles.prod());
     }
     return total;
 }
