@@ -1,0 +1,54 @@
+// What the shared library does not show.
+
+#include "core/PositionIterator.h"
+#include "kernels/Mean.h"
+#include "support/Voxels.h"
+
+namespace Quivo::Testing {
+
+TEST(PositionIterator, VisitsTheClippedBoxInMemoryOrder) {
+    Vector const extent(5, 4, 3);
+    RandomBoxes boxes(Box(Vector(-2), Vector(6)));
+    for (int i = 0; i < 200; ++i) {
+        Box const region = boxes.next();
+        PositionIterator walk(extent, region);
+        pixelByPixel(1, Box(extent).intersected(region), [&](long long, Vector const& p) {
+            EXPECT_TRUE(walk.next());
+            EXPECT_EQ(walk.getPosition(), p);
+            EXPECT_EQ(walk.getIndex(), p.x + 5 * p.y + 20 * p.z);
+            return 0;
+        });
+        EXPECT_FALSE(walk.next()) << ::testing::PrintToString(region);
+    }
+}
+
+TEST(BlockMean, SumsEveryBlockRowByRowAlsoInPlace) {
+    // Values of such different size that any other order of additions shows.
+    auto const wild = [](long long c, Vector const& p) {
+        return noiseAt(c, p) > 0.5 ? noiseAt(c, p) * 1e17 : noiseAt(c, p);
+    };
+    for (Vector const extent :
+         {Vector(9, 7, 2), Vector(8, 8, 1), Vector(3, 20, 1), Vector(1, 5, 3)}) {
+        for (long long i = 0; i < 12; ++i) {
+            long long const numHalvings = i % 4, numChannels = i / 4, edge = 1LL << numHalvings;
+            auto const mean = [&](long long c, Vector const& p) {
+                double sum = 0.0;
+                for (long long y = p.y * edge; y < (p.y + 1) * edge; ++y)
+                    for (long long x = p.x * edge; x < (p.x + 1) * edge; ++x)
+                        sum += wild(c, {x, y, p.z});
+                return sum / static_cast<double>(edge * edge);
+            };
+            Values const source = pixelByPixel(numChannels, Box(extent), wild);
+            Values const expected = pixelByPixel(numChannels, extent / Vector(edge, edge, 1), mean);
+            GuardedBlock src(source), dst(std::ssize(expected));
+            for (double* out : {dst.data(), src.data()}) {
+                downsampleBufferFullLevel<double, double>(src.data(), out, extent, numChannels,
+                                                          numHalvings);
+                EXPECT_EQ(Values(out, out + expected.size()), expected) << (out == src.data());
+            }
+            (void)src.take(), (void)dst.take();
+        }
+    }
+}
+
+}  // namespace Quivo::Testing
