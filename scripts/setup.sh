@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that are needed and missing.
+#
+#   scripts/setup.sh demo   build the library and the tool
+#   scripts/setup.sh test   and the tests
+#   scripts/setup.sh ci     and everything that continuous integration runs
+set -euo pipefail
+
+purpose=${1:-}
+packages=(g++ cmake ninja-build libtiff-dev libpng-dev libcli11-dev)
+case $purpose in
+    demo) ;;
+    test) packages+=(libgtest-dev pkg-config python3) ;;
+    ci) packages+=(libgtest-dev pkg-config python3 ccache clang clang-format libclang-rt-14-dev git) ;;
+    *)
+        echo "usage: scripts/setup.sh demo|test|ci" >&2
+        exit 2
+        ;;
+esac
+
+missing=()
+for package in "${packages[@]}"; do
+    status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
+    [[ $status == "install ok installed" ]] || missing+=("$package")
+done
+[[ ${#missing[@]} -gt 0 ]] || exit 0
+
+as_root=()
+if [[ $(id -u) -ne 0 ]]; then
+    command -v sudo >/dev/null || {
+        echo "setup.sh: missing packages: ${missing[*]}; run this as root to install them" >&2
+        exit 1
+    }
+    as_root=(sudo)
+fi
+echo "installing ${missing[*]}"
+install=(env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends)
+# A fresh machine has no package lists, one that slept has old ones: update where it is needed.
+"${as_root[@]}" "${install[@]}" "${missing[@]}" >/dev/null 2>&1 || {
+    "${as_root[@]}" apt-get update -qq
+    "${as_root[@]}" "${install[@]}" "${missing[@]}" >/dev/null
+}
