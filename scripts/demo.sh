@@ -19,7 +19,7 @@ echo "== what is in it"
 echo
 echo "== two looks at it"
 "$quivo" render "$out/mandelbrot.tif" "$out/thumbnail.png" --size 1024
-"$quivo" render "$out/mandelbrot.tif" "$out/close-up.png" --level 0 --box 3584,7168,1024,1024
+"$quivo" render "$out/mandelbrot.tif" "$out/close-up.png" --level 0 --box 7504,6344,1024,1024
 cat <<EOF
 
 The pyramid:   $out/mandelbrot.tif

@@ -1,0 +1,30 @@
+#include "Memory.h"
+
+#include "Text.h"
+
+#include <algorithm>
+#include <fstream>
+#include <stdexcept>
+
+#include <unistd.h>
+
+namespace Quivo::tool {
+
+double getMemorySize() {
+    double const machine =
+        static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGE_SIZE));
+    double limit = 0.0;
+    bool const limited = static_cast<bool>(std::ifstream("/sys/fs/cgroup/memory.max") >> limit);
+    return limited ? std::min(machine, limit) : machine;
+}
+
+void checkFitsIntoMemory(std::string const& subject, double numBytes) {
+    constexpr double gib = 1024.0 * 1024.0 * 1024.0;
+    double const available = getMemorySize();
+    if (numBytes <= available) return;
+    throw std::runtime_error(subject + ": the region needs " + toText(numBytes / gib, 1) +
+                             " GiB of memory and there are " + toText(available / gib, 1) +
+                             ": choose a smaller --box or a coarser --level");
+}
+
+}  // namespace Quivo::tool

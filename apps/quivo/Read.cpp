@@ -1,0 +1,107 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "Interrupt.h"
+#include "Memory.h"
+#include "OutputFile.h"
+#include "Region.h"
+#include "Source.h"
+
+#include <algorithm>
+#include <bit>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include <unistd.h>
+
+namespace Quivo::tool {
+
+namespace {
+
+static_assert(std::endian::native == std::endian::little,
+              "the values are written as they lie in memory and promised to be little-endian");
+
+struct ReadOptions {
+    std::string input;
+    std::string output;
+    RegionOptions region;
+};
+
+/// All values of the region, planar. The memory is not cleared beforehand: that would take a while,
+/// during which nothing could be interrupted.
+std::unique_ptr<double[]> readWhole(Image& image, long long level, Box const& region,
+                                    CancellationChecker& checker) {
+    Vector const extent = region.getExtent();
+    long long const numChannels = image.getNumChannels();
+    auto values = std::make_unique_for_overwrite<double[]>(
+        static_cast<std::size_t>(extent.prod() * numChannels));
+    PieceReader reader(image, level, checker);
+    forEachStrip(region, 1, reader.getBandHeight(), [&](Box const& band) {
+        forEachStrip(band, 0, PieceReader::pieceWidth, [&](Box const& piece) {
+            double const* src = reader.read(piece);
+            Vector const size = piece.getExtent();
+            Vector const to = piece.min - region.min;
+            for (long long c = 0; c < numChannels; ++c) {
+                for (long long y = 0; y < size.y; ++y) {
+                    long long const row = c * extent.y + to.y + y;
+                    std::copy_n(src, size.x, values.get() + row * extent.x + to.x);
+                    src += size.x;
+                }
+            }
+        });
+    });
+    return values;
+}
+
+void runRead(ReadOptions const& options) {
+    Interrupt interrupt;
+    if (options.output.empty() && isatty(STDOUT_FILENO) == 1) {
+        throw std::runtime_error(
+            "standard output: is a terminal and the values are binary, use --output FILE");
+    }
+    Source source(options.input);
+    source.setCancellationChecker(interrupt);
+    if (!options.output.empty()) source.checkIsNot(options.output);
+    Image& image = source.getImage();
+    long long const level = options.region.level.value_or(0);
+    Box const region = options.region.getRegion(source, level);
+    Vector const extent = region.getExtent();
+    long long const numChannels = image.getNumChannels();
+    checkFitsIntoMemory(options.input, static_cast<double>(extent.x) *
+                                           static_cast<double>(extent.y) *
+                                           static_cast<double>(numChannels) * sizeof(double));
+
+    std::optional<OutputFile> file;  // made first, so that a bad name costs no time
+    if (!options.output.empty()) file.emplace(options.output, interrupt);
+    std::unique_ptr<double[]> const values = readWhole(image, level, region, interrupt);
+    auto const numBytes = static_cast<std::size_t>(extent.prod() * numChannels) * sizeof(double);
+    if (file) {
+        file->write(values.get(), numBytes);
+        file->commit();
+    } else {
+        writeAll(STDOUT_FILENO, "standard output", values.get(), numBytes, interrupt);
+    }
+    std::cerr << "float64, shape (channels, z, y, x) = (" << numChannels << ", 1, " << extent.y
+              << ", " << extent.x << ")\n";
+}
+
+}  // namespace
+
+void addReadCommand(CLI::App& app) {
+    CLI::App* const command =
+        app.add_subcommand("read", "Write the values of a region as raw numbers");
+    auto const options = std::make_shared<ReadOptions>();
+    addPath(*command, "INPUT", &options->input, inputHelp)->required();
+    options->region.addTo(*command);
+    addPath(*command, "--output", &options->output, "the file to write, standard output without it")
+        ->type_name("FILE");
+    command->footer(
+        "The values are little-endian doubles, channel after channel; their shape is told on "
+        "standard error.\n"
+        "Example: quivo read slide.tif --level 1 --box 512,512,256,256 --output region.f64");
+    command->callback([options] { runRead(*options); });
+}
+
+}  // namespace Quivo::tool

@@ -1,0 +1,78 @@
+#include "Text.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+
+namespace Quivo::tool {
+
+namespace {
+
+/// Two digits at least.
+std::string padded(long long value) { return (value < 10 ? "0" : "") + std::to_string(value); }
+
+}  // namespace
+
+std::string toText(double value) {
+    std::array<char, 32> text{};  // the longest shortest form has 24 characters
+    auto const end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
+    return {text.data(), end};
+}
+
+std::string toText(double value, int numDecimals) {
+    std::array<char, 400> text{};  // the largest double has 309 digits before the point
+    auto const end = std::to_chars(text.data(), text.data() + text.size(), value,
+                                   std::chars_format::fixed, numDecimals)
+                         .ptr;
+    return {text.data(), end};
+}
+
+std::string toText(Vector const& extent) {
+    return std::to_string(extent.x) + " x " + std::to_string(extent.y) + " x " +
+           std::to_string(extent.z);
+}
+
+std::string toSizeText(double numBytes) {
+    static constexpr std::array units{"bytes", "kB", "MB", "GB", "TB", "PB"};
+    std::size_t unit = 0;
+    while (numBytes >= 1000.0 && unit + 1 < units.size()) {
+        numBytes /= 1000.0;
+        ++unit;
+    }
+    return toText(numBytes, unit == 0 ? 0 : 1) + " " + units[unit];
+}
+
+std::string toTimeText(double seconds) {
+    auto const whole = static_cast<long long>(seconds + 0.5);
+    std::string const minutesAndHours =
+        whole < 3600 ? std::to_string(whole / 60)
+                     : std::to_string(whole / 3600) + ":" + padded(whole / 60 % 60);
+    return minutesAndHours + ":" + padded(whole % 60);
+}
+
+std::string toJson(std::string_view text) {
+    std::string result = "\"";
+    for (char const c : text) {
+        if (c == '"' || c == '\\') {
+            result += '\\';
+            result += c;
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            std::array<char, 8> escape{};
+            std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(c));
+            result += escape.data();
+        } else {
+            result += c;
+        }
+    }
+    return result + '"';
+}
+
+std::string toJson(double value) { return std::isfinite(value) ? toText(value) : "null"; }
+
+std::string toJson(Vector const& vector) {
+    return "[" + std::to_string(vector.x) + "," + std::to_string(vector.y) + "," +
+           std::to_string(vector.z) + "]";
+}
+
+}  // namespace Quivo::tool

@@ -1,0 +1,106 @@
+#include "Commands.h"
+
+#include <quivo/core/Version.h>
+#include <quivo/writer/Progress.h>
+
+#include <cerrno>
+#include <csignal>
+#include <iostream>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+namespace Quivo::tool {
+
+namespace {
+
+enum ExitStatus { Success = 0, Failure = 1, WrongCall = 2, Interrupted = 130 };
+
+constexpr char const* memoryMessage =
+    "not enough memory: a smaller --box or --tile or a coarser --level needs less";
+
+std::string getVersion() {
+    return "quivo " + std::to_string(QUIVO_VERSION_MAJOR) + "." +
+           std::to_string(QUIVO_VERSION_MINOR) + "." + std::to_string(QUIVO_VERSION_PATCH);
+}
+
+/// Prints an error as the one line that it is, whatever it was made of.
+void report(std::string message) {
+    for (char& c : message) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
+    }
+    std::cerr << "quivo: " << message << '\n';
+}
+
+/// Makes sure that what was printed has arrived.
+void flushOutput() {
+    errno = 0;
+    if (!std::cout.flush()) {
+        int const error = errno ? errno : EIO;
+        throw std::runtime_error("standard output: cannot be written: " +
+                                 std::generic_category().message(error));
+    }
+}
+
+ExitStatus reportWrongCall(CLI::App const& app, CLI::ParseError const& error) {
+    std::string command = "quivo";
+    for (CLI::App const* subcommand : app.get_subcommands()) {
+        command += " " + subcommand->get_name();
+    }
+    report(std::string(error.what()) + " (see " + command + " --help)");
+    return WrongCall;
+}
+
+ExitStatus run(int argc, char** argv) {
+    CLI::App app("Reads, converts and pictures very large multi-resolution images.", "quivo");
+    app.set_version_flag("--version", getVersion());
+    app.require_subcommand(0, 1);  // so that an unknown one is named in the error
+    app.footer("Example: quivo info mandelbrot:100000x100000");
+    addInfoCommand(app);
+    addConvertCommand(app);
+    addRenderCommand(app);
+    addReadCommand(app);
+    try {
+        app.parse(argc, argv);
+        if (app.get_subcommands().empty()) {
+            throw CLI::RequiredError("A subcommand (info, convert, render or read)");
+        }
+    } catch (CLI::ParseError const& error) {
+        bool const asksForHelp = error.get_exit_code() == Success;
+        if (!asksForHelp) return reportWrongCall(app, error);
+        app.exit(error);
+    }
+    flushOutput();
+    return Success;
+}
+
+/// `run` with every way to fail turned into one line and an exit status.
+ExitStatus runAndReport(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (CancellationException const&) {
+        report("interrupted, no file was written");
+        return Interrupted;
+    } catch (std::bad_alloc const&) {
+        report(memoryMessage);
+    } catch (std::length_error const&) {
+        report(memoryMessage);
+    } catch (std::exception const& error) {
+        report(error.what());
+    } catch (...) {
+        report("an unknown error stopped the work");
+    }
+    return Failure;
+}
+
+}  // namespace
+
+}  // namespace Quivo::tool
+
+int main(int argc, char** argv) {
+    // A reader that goes away and a limit on file sizes are failed writes, not sudden ends.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    return Quivo::tool::runAndReport(argc, argv);
+}

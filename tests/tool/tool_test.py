@@ -1,0 +1,163 @@
+"""Runs the tool in an empty folder and checks what it prints, writes and leaves behind.
+
+Usage: tool_test.py PATH_OF_QUIVO"""
+import array, json, os, signal, struct, subprocess, sys, tempfile, time, unittest, zlib
+from pathlib import Path
+
+QUIVO = os.path.abspath(sys.argv.pop(1))
+SET = "mandelbrot:700x500"
+GREY = [(x * 7919 + y * 104729) % 65536 for y in range(11) for x in range(13)]
+
+BAD_CALLS = [  # arguments, exit status, a part of the message, why it is wrong
+    ("", 2, "subcommand", "nothing to do"),
+    ("draw x", 2, "draw", "no such subcommand"),
+    ("info gone.tif", 1, "gone.tif", "no such file"),
+    ("info keep.tif", 1, "keep.tif", "not an image"),
+    ("info mandelbrot:0x7", 1, "from 1 to", "an image has pixels"),
+    ("info mandelbrot:7x1099511627777", 1, "1099511627776", "one above the limit"),
+    (f"convert {SET} o.tif --tile 100", 2, "--tile", "no multiple of 16"),
+    (f"convert {SET} o.tif --threads 0", 2, "--threads", "work needs a thread"),
+    (f"convert {SET} o.tif --compression zip", 2, "deflate", "unknown: tell the known names"),
+    (f"convert {SET} o.tif --type f32 --compression jpeg", 1, "u8", "JPEG holds bytes"),
+    ("convert mandelbrot:4294967296x16 o.tif", 1, "4294967295", "TIFF has 32-bit sides"),
+    (f"convert {SET} gone/o.tif", 1, "gone/o.tif", "no such folder"),
+    ("convert grey.tif hard.tif --force", 1, "input", "the input under another name"),
+    ("convert grey.tif soft.tif --force", 1, "input", "the input behind a link"),
+    ("convert grey.tif keep.tif", 1, "--force", "exists, and nobody said to replace it"),
+    (f"render {SET} o.png --size 9 --level 1", 2, "--level", "either says which level"),
+    (f"render {SET} o.png --level 9", 1, "0 to 8", "no such level: tell the valid ones"),
+    (f"render {SET} o.png --slice 1", 1, "slice 0", "no such slice"),
+    ("render mandelbrot:4294967296x2 o.png --level 0", 1, "2147483647", "PNG has 31-bit sides"),
+    (f"render {SET} /dev/full", 1, "/dev/full", "the disk is full"),
+    (f"read {SET} --level -1", 1, "0 to 8", "no such level"),
+    (f"read {SET} --box 1,2,3", 2, "X,Y,W,H", "one number is missing"),
+    (f"read {SET} --box 1,2,3,0", 2, "at least 1", "an empty region"),
+    (f"read {SET} --box 9223372036854775807,0,2,1", 2, "--box", "ends past the 64 bits"),
+    ("read mandelbrot:1099511627776x1099511627776", 1, "GiB", "no such memory"),
+    (f"read {SET} --output /dev/full", 1, "/dev/full", "the disk is full"),
+]
+
+def call(*args):
+    return subprocess.run([QUIVO, *args], capture_output=True, timeout=120)
+
+def read(image, level=0, box=None):
+    """The values of a region and its extent: channels, height, width."""
+    result = call("read", image, "--level", str(level), *(["--box", box] if box else []))
+    shape = eval(result.stderr.decode().split("=")[1])
+    return list(array.array("d", result.stdout)), (shape[0], shape[2], shape[3])
+
+def decode_png(path):
+    """Width, height, channels and the interleaved samples of a PNG without palette."""
+    data, at, packed = Path(path).read_bytes(), 33, b""
+    width, height, colour = struct.unpack_from(">IIxB", data, 16)
+    while at < len(data):
+        length, kind = struct.unpack_from(">I4s", data, at)
+        packed += data[at + 8:at + 8 + length] if kind == b"IDAT" else b""
+        at += length + 12
+    n = {0: 1, 2: 3, 6: 4}[colour]
+    raw, size, samples = zlib.decompress(packed), width * n, []
+    above = [0] * size
+    for start in range(0, height * (size + 1), size + 1):
+        line = []
+        for i in range(size):
+            a, b, c = (line[i - n], above[i], above[i - n]) if i >= n else (0, above[i], 0)
+            nearest = min((abs(b - c), 0, a), (abs(a - c), 1, b), (abs(a + b - 2 * c), 2, c))[2]
+            line.append(raw[start + 1 + i] + (0, a, b, (a + b) // 2, nearest)[raw[start]] & 255)
+        samples, above = samples + line, line
+    return width, height, n, samples
+
+def write_tiff(path, width, height, code, values):
+    """A file of one strip whose every value is known; `code` is that of the array module."""
+    data = array.array(code, values)
+    size = data.itemsize * len(data)
+    tags = ((256, width), (257, height), (258, 8 * data.itemsize), (259, 1), (262, 1), (273, 8),
+            (277, 1), (278, height), (279, size))
+    entries = b"".join(struct.pack("<HHII", tag, 4, 1, value) for tag, value in tags)
+    Path(path).write_bytes(struct.pack("<2sHI", b"II", 42, 8 + size) + data.tobytes() +
+                           struct.pack("<H", len(tags)) + entries + bytes(4))
+
+def snapshot():
+    return {path.name: path.read_bytes() for path in Path().iterdir()}
+
+class Tool(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        os.chdir(folder.name)
+        write_tiff("grey.tif", 13, 11, "H", GREY)
+
+    def test_bad_calls_end_with_one_line_and_leave_nothing(self):
+        Path("keep.tif").write_text("precious")
+        os.link("grey.tif", "hard.tif")
+        os.symlink("grey.tif", "soft.tif")
+        before = snapshot()
+        for args, status, part, reason in BAD_CALLS:
+            with self.subTest(args=args, reason=reason):
+                result = call(*args.split())
+                self.assertEqual(result.returncode, status, result.stderr)
+                self.assertRegex(result.stderr.decode(), r"\Aquivo: [^\n]+\n\Z")
+                self.assertIn(part, result.stderr.decode())
+                self.assertEqual(snapshot(), before)
+
+    def test_info_is_json(self):
+        info = json.loads(call("info", SET, "--json").stdout)
+        self.assertEqual(info.pop("levels"), [{"extent": [700 >> level, 500 >> level, 1],
+                         "voxelSize": [0, 0, 0], "stored": False} for level in range(9)])
+        self.assertEqual(info, {"extent": [700, 500, 1], "channels": 3, "valueRange": [0, 255],
+                                "channelNames": ["Red", "Green", "Blue"],
+                                "tileExtent": [256, 256, 1]})
+
+    def test_values_and_picture_of_a_known_file(self):
+        part = [GREY[y * 13 + x] if 0 <= x < 13 and y >= 0 else 0
+                for y in range(-2, 3) for x in range(9, 17)]
+        self.assertEqual(read("grey.tif"), (GREY, (1, 11, 13)))
+        self.assertEqual(read("grey.tif", 0, "9,-2,8,5"), (part, (1, 5, 8)))
+        call("render", "grey.tif", "grey.png", "--level", "0")
+        self.assertEqual(decode_png("grey.png"), (13, 11, 1, [int(v / 257 + 0.5) for v in GREY]))
+
+    def test_pieces_equal_the_whole(self):
+        for level in 0, 2, 8:
+            whole, (_, height, width) = read(SET, level)
+            for x, y, w, h in (-99, -7, 413, 19), (251, 99, 300, 99), (width - 3, height - 2, 9, 9):
+                part = [whole[(c * height + j) * width + i] if 0 <= i < width and 0 <= j < height
+                        else 0 for c in range(3) for j in range(y, y + h) for i in range(x, x + w)]
+                self.assertEqual(read(SET, level, f"{x},{y},{w},{h}"), (part, (3, h, w)))
+
+    def test_render_shows_what_read_gives(self):
+        call("render", SET, "set.png", "--size", "400", "--box", "-20,-5,300,280")
+        values, (n, height, width) = read(SET, 1, "-20,-5,300,280")
+        size = width * height
+        pixels = [int(values[c * size + i] + 0.5) for i in range(size) for c in range(n)]
+        self.assertEqual(decode_png("set.png"), (300, 280, 3, pixels))
+
+    def test_convert_keeps_values_and_takes_levels_as_told(self):
+        v, (_, h, w) = read(SET)
+        means = [int((v[i] + v[i + 1] + v[i + w] + v[i + w + 1]) / 4 + 0.5)
+                 for row in range(0, 3 * h, 2) for i in range(row * w, (row + 1) * w, 2)]
+        for options, count, level1 in ((["--all-levels"], 9, means),
+                                       (["--levels", "source"], 3, read(SET, 1)[0])):
+            result = call("convert", SET, "set.tif", "--force", *options)
+            self.assertEqual((result.stderr, result.stdout.count(b"\n")), (b"", 1))
+            levels = json.loads(call("info", "set.tif", "--json").stdout)["levels"]
+            self.assertEqual(sum(level["stored"] for level in levels), count)
+            self.assertEqual((read("set.tif")[0], read("set.tif", 1)[0]), (v, level1))
+        write_tiff("wide.tif", 2, 1, "I", [1, 4294967295])
+        result = call("convert", "wide.tif", "float.tif", "--quiet")
+        self.assertEqual((result.returncode, result.stdout), (0, b""))
+        self.assertRegex(result.stderr.decode(), r"\Aquivo: warning: [^\n]*--type u32[^\n]*\n\Z")
+
+    def test_interrupt_stops_soon_and_leaves_nothing(self):
+        before = snapshot()
+        for args in "convert {} o.tif", "render {} o.png --level 0", "read {} --output o.f64":
+            args = args.format("mandelbrot:6000x6000").split()
+            process = subprocess.Popen([QUIVO, *args], stderr=subprocess.PIPE)
+            while len(os.listdir()) == len(before) and process.poll() is None: time.sleep(0.02)
+            process.send_signal(signal.SIGINT)
+            start = time.monotonic()
+            message = process.communicate(timeout=60)[1]
+            self.assertLess(time.monotonic() - start, 1.0)
+            self.assertEqual((process.returncode, message.count(b"\n")), (130, 1))
+            self.assertEqual(snapshot(), before)
+
+if __name__ == "__main__":
+    unittest.main()
