@@ -136,7 +136,10 @@ TiffHandle::TiffHandle(std::unique_ptr<TiffStream> stream, std::string name, cha
     if (mode[0] == 'r') TIFFOpenOptionsSetMaxSingleMemAlloc(options.get(), tmsize_t(limit));
     tiff_ = TIFFClientOpenExt(name_.c_str(), mode, stream_.get(), readProc, writeProc, seekProc,
                               closeProc, sizeProc, mapProc, unmapProc, options.get());
-    check(tiff_ != nullptr, "not a TIFF file");
+    if (tiff_) return;
+    bool const isForeign = mode[0] == 'r' && stream_->error == 0;
+    if (isForeign && !message_.empty()) message_ = "not a TIFF file (" + message_ + ")";
+    check(false, "not a TIFF file");
 }
 
 TiffHandle::~TiffHandle() {

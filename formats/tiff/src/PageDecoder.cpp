@@ -82,6 +82,11 @@ private:
     Block& block_;
 };
 
+/// Whether a tile or strip has no bytes: it was never written and reads as zeros.
+bool isUnwritten(TiffHandle& tiff, std::uint32_t block) {
+    return TIFFGetStrileByteCount(tiff.get(), block) == 0;
+}
+
 }  // namespace
 
 std::shared_ptr<Block const> PageDecoder::decode(PageInfo const& page, long long x, long long y) {
@@ -128,7 +133,10 @@ PageDecoder::OpenPage PageDecoder::takeHandle(PageInfo const& page) {
             return handle;
         }
     }
-    return {page.directory, open(page, false, nullptr)};
+    // libtiff's conversion refuses uncompressed blocks whose size is no multiple of 1024 bytes when
+    // it reads them into a buffer of its own, but not out of a mapping.
+    bool const mapped = page.presentation == Presentation::Converted;
+    return {page.directory, open(page, mapped, nullptr)};
 }
 
 void PageDecoder::giveBack(OpenPage handle) {
@@ -150,9 +158,7 @@ void PageDecoder::decodeTile(PageInfo const& page, TiffHandle& tiff, long long x
         auto const tile = TIFFComputeTile(
             tiff.get(), static_cast<std::uint32_t>(x * page.blockWidth),
             static_cast<std::uint32_t>(y * page.blockHeight), 0, static_cast<std::uint16_t>(plane));
-        // A tile without bytes was never written: it reads as zeros.
-        bool const isSparse = TIFFGetStrileByteCount(tiff.get(), tile) == 0;
-        if (isSparse) {
+        if (isUnwritten(tiff, tile)) {
             std::fill(decoded.begin(), decoded.end(), std::byte{});
         } else {
             auto const got =
@@ -180,9 +186,13 @@ void PageDecoder::decodeStrips(PageInfo const& page, TiffHandle& tiff, long long
             auto const expected = height * rowBytes;
             tiff.check(static_cast<long long>(decoded.size()) >= expected,
                        "strips of an unexpected size");
-            auto const got =
-                TIFFReadEncodedStrip(tiff.get(), strip, decoded.data(), tmsize_t(expected));
-            tiff.check(got == expected, "damaged strip " + std::to_string(strip));
+            if (isUnwritten(tiff, strip)) {
+                std::fill(decoded.begin(), decoded.end(), std::byte{});
+            } else {
+                auto const got =
+                    TIFFReadEncodedStrip(tiff.get(), strip, decoded.data(), tmsize_t(expected));
+                tiff.check(got == expected, "damaged strip " + std::to_string(strip));
+            }
             presenter.store(decoded.data(), page.width, samplesPerPlane, plane, row, height);
         }
     }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace Quivo::detail {
 
@@ -40,12 +41,12 @@ Pages readPages(TiffHandle& tiff) {
 /// both axes; 0 when there is none among 1 ... numLevels - 1.
 long long findLevel(PageInfo const& page, Vector const& full, long long numLevels) {
     long long nearest = 0;
-    double smallest = 2.0;
+    double smallest = std::numeric_limits<double>::infinity();
     for (long long level = 1; level < numLevels; ++level) {
         auto const scale = static_cast<double>(pow2(level));
         double const dx = std::abs(static_cast<double>(page.width) - double(full.x) / scale);
         double const dy = std::abs(static_cast<double>(page.height) - double(full.y) / scale);
-        if (dx > 1.0 || dy > 1.0 || dx + dy >= smallest + (nearest == 0 ? 1.0 : 0.0)) continue;
+        if (dx > 1.0 || dy > 1.0 || dx + dy >= smallest) continue;
         nearest = level;
         smallest = dx + dy;
     }

@@ -78,7 +78,7 @@ public:
     /// Whether the blocks of a level cover its whole extent: a stored level may be a pixel short.
     [[nodiscard]] bool isCovered(long long level) const {
         auto const& found = *findLevel(level);
-        Grid const grid = gridOf(level, found);
+        Grid const grid = gridOf(level, found, 0);
         return grid.width >= found.extent.x && grid.height >= found.extent.y;
     }
 
@@ -87,7 +87,7 @@ public:
     /// covered are not visited.
     template <typename T, typename Visit>
     void visitRows(Area const& area, Visit&& visit) {
-        Grid const grid = gridOf(area.level, *findLevel(area.level));
+        Grid const grid = gridOf(area.level, *findLevel(area.level), area.slice);
         auto const endColumn = std::min(area.endColumn, grid.width);
         auto const endRow = std::min(area.endRow, grid.height);
         if (area.firstColumn >= endColumn || area.firstRow >= endRow) return;
@@ -127,9 +127,11 @@ private:
         return PyramidLayout(tiff);
     }
 
-    [[nodiscard]] Grid gridOf(long long levelIndex, PyramidLayout::Level const& level) const {
+    /// Slices of one size may still be cut into different tiles or strips.
+    [[nodiscard]] Grid gridOf(long long levelIndex, PyramidLayout::Level const& level,
+                              long long slice) const {
         if (level.isStored()) {
-            auto const& page = level.pages[0];
+            auto const& page = level.pages[static_cast<std::size_t>(slice)];
             return {page.width, page.height, page.blockWidth, page.blockHeight};
         }
         auto const& e = level.extent;
@@ -156,7 +158,7 @@ private:
 
     std::shared_ptr<Block const> computeBlock(BlockKey const& key,
                                               PyramidLayout::Level const& level) {
-        Grid const grid = gridOf(key.level, level);
+        Grid const grid = gridOf(key.level, level, key.slice);
         auto block = std::make_shared<Block>();
         block->width = std::min(grid.blockWidth, grid.width - key.x * grid.blockWidth);
         block->height = std::min(grid.blockHeight, grid.height - key.y * grid.blockHeight);
