@@ -19,13 +19,15 @@ Interrupt::Interrupt() {
     struct sigaction action {};
     action.sa_handler = markInterrupted;  // no SA_RESTART: a blocked write returns and asks
     sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, &previousInt_);
-    sigaction(SIGTERM, &action, &previousTerm_);
+    for (std::size_t i = 0; i < signals.size(); ++i) {
+        sigaction(signals[i], nullptr, &previous_[i]);
+        // A signal that is ignored stays so: nohup and background jobs mean it.
+        if (previous_[i].sa_handler != SIG_IGN) sigaction(signals[i], &action, nullptr);
+    }
 }
 
 Interrupt::~Interrupt() {
-    sigaction(SIGINT, &previousInt_, nullptr);
-    sigaction(SIGTERM, &previousTerm_, nullptr);
+    for (std::size_t i = 0; i < signals.size(); ++i) sigaction(signals[i], &previous_[i], nullptr);
 }
 
 void Interrupt::checkCancelled() {

@@ -2,12 +2,13 @@
 
 #include <quivo/writer/Progress.h>
 
+#include <array>
 #include <csignal>
 
 namespace Quivo::tool {
 
-/// Makes Ctrl-C an orderly end: while an object of this class lives, SIGINT and SIGTERM only leave
-/// a mark, and whoever asks `checkCancelled()` afterwards unwinds and tidies up.
+/// Makes Ctrl-C an orderly end: while an object of this class lives, SIGINT, SIGTERM and SIGHUP
+/// only leave a mark, and whoever asks `checkCancelled()` afterwards unwinds and tidies up.
 ///
 /// One object at a time; it may be asked from any thread.
 class Interrupt : public CancellationChecker {
@@ -21,8 +22,8 @@ public:
     void checkCancelled() override;
 
 private:
-    struct sigaction previousInt_ {};
-    struct sigaction previousTerm_ {};
+    static constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
+    std::array<struct sigaction, signals.size()> previous_{};
 };
 
 }  // namespace Quivo::tool

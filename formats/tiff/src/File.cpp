@@ -34,6 +34,14 @@ long long transferAll(Transfer transfer, Byte* data, std::size_t size, long long
     return static_cast<long long>(done);
 }
 
+/// `path` with its file name cut so that something can be added to it.
+std::string shortened(std::string const& path) {
+    constexpr std::size_t longestName = 200;
+    auto const slash = path.rfind('/');
+    auto const name = slash == std::string::npos ? 0 : slash + 1;
+    return path.substr(0, name + std::min(path.size() - name, longestName));
+}
+
 }  // namespace
 
 void throwSystemError(std::string const& path, std::string const& action, int error) {
@@ -56,14 +64,21 @@ std::shared_ptr<File const> File::openForReading(std::string const& path) {
 
 std::unique_ptr<File> File::createBeside(std::string const& target) {
     static std::atomic<unsigned> counter{0};
+    std::string const stem = shortened(target) + ".quivo-tmp-" + std::to_string(::getpid()) + "-";
+    // What replaces a private file is private from the start.
+    struct stat status {};
+    bool const replaces = ::stat(target.c_str(), &status) == 0;
     for (;;) {
-        std::string path =
-            target + ".quivo-tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
-        int const descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        std::string path = stem + std::to_string(counter++);
+        auto const flags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
+        int const descriptor = ::open(path.c_str(), flags, replaces ? 0600 : 0666);
         if (descriptor < 0 && errno == EEXIST) continue;
         if (descriptor < 0) throwSystemError(target, "cannot create", errno);
         std::unique_ptr<File> file(new File(std::move(path), descriptor));
         file->isTemporary_ = true;
+        if (replaces && ::fchmod(descriptor, status.st_mode & 07777) != 0) {
+            throwSystemError(target, "cannot create", errno);
+        }
         return file;
     }
 }

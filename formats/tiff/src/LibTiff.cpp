@@ -56,8 +56,6 @@ int mapProc(thandle_t client, void** base, toff_t* size) {
 
 void unmapProc(thandle_t, void*, toff_t) {}
 
-int ignoreWarning(TIFF*, void*, char const*, char const*, va_list) { return 1; }
-
 }  // namespace
 
 FileReadStream::FileReadStream(std::shared_ptr<File const> file, bool mapped)
@@ -70,6 +68,8 @@ FileReadStream::~FileReadStream() {
 long long FileReadStream::readAt(void* data, std::size_t size, long long from) {
     // Past the end nothing is read: a damaged offset is no failure of the system.
     if (from < 0 || from >= file_->getSize()) return 0;
+    readBudget -= std::min(static_cast<long long>(size), file_->getSize() - from);
+    if (readBudget < 0) return -1;
     auto const moved = file_->read(data, size, from);
     if (moved < 0 && error == 0) error = errno;
     return moved;
@@ -128,7 +128,7 @@ TiffHandle::TiffHandle(std::unique_ptr<TiffStream> stream, std::string name, cha
     std::unique_ptr<TIFFOpenOptions, decltype(&TIFFOpenOptionsFree)> options(TIFFOpenOptionsAlloc(),
                                                                              TIFFOpenOptionsFree);
     TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keepError, this);
-    TIFFOpenOptionsSetWarningHandlerExtR(options.get(), ignoreWarning, nullptr);
+    TIFFOpenOptionsSetWarningHandlerExtR(options.get(), keepWarning, this);
     // What libtiff allocates at once on reading is never more than the file, give or take the
     // tables of a codec. More is a damaged file.
     auto const slack = std::size_t{64} << 20;
@@ -137,9 +137,9 @@ TiffHandle::TiffHandle(std::unique_ptr<TiffStream> stream, std::string name, cha
     tiff_ = TIFFClientOpenExt(name_.c_str(), mode, stream_.get(), readProc, writeProc, seekProc,
                               closeProc, sizeProc, mapProc, unmapProc, options.get());
     if (tiff_) return;
-    bool const isForeign = mode[0] == 'r' && stream_->error == 0;
-    if (isForeign && !message_.empty()) message_ = "not a TIFF file (" + message_ + ")";
-    check(false, "not a TIFF file");
+    // Only the first bytes tell what is no TIFF at all; any other trouble has its own message.
+    if (message_.starts_with("Not a TIFF")) message_ = "not a TIFF file";
+    check(false, "not a TIFF file, or a damaged one");
 }
 
 TiffHandle::~TiffHandle() {
@@ -156,6 +156,7 @@ void TiffHandle::check(bool success, std::string const& otherwise) {
     std::string text = std::exchange(message_, {});
     if (success) return;
     if (stream_->error != 0) text = std::generic_category().message(stream_->error);
+    if (stream_->readBudget < 0) text = "damaged: its directories claim more than the file holds";
     fail(text.empty() ? otherwise : text);
 }
 
@@ -173,6 +174,17 @@ int TiffHandle::keepError(TIFF*, void* self, char const* module, char const* for
     } catch (std::bad_alloc const&) {  // libtiff is C: better no message than to unwind through it
     }
     return 1;
+}
+
+int TiffHandle::keepWarning(TIFF*, void* self, char const*, char const* format, va_list) {
+    // Warnings are for programmers, but for one: after it, the pixels are not those of the file.
+    auto* const handle = static_cast<TiffHandle*>(self);
+    if (std::strncmp(format, "Improper JPEG", 13) == 0) handle->isIncomplete_ = true;
+    return 1;
+}
+
+void TiffHandle::checkComplete() {
+    check(!std::exchange(isIncomplete_, false), "damaged: a JPEG stream smaller than its place");
 }
 
 void TiffHandle::keepMessage(char const* module, std::string text) {

@@ -10,6 +10,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -33,6 +34,8 @@ public:
 
     long long position = 0;
     int error = 0;  ///< errno of the first failure
+    /// How many more bytes may be read; what asks for more than that is a damaged file.
+    long long readBudget = std::numeric_limits<long long>::max();
 };
 
 /// A file that others read too; with `mapped`, strips are decoded straight out of the page cache.
@@ -96,6 +99,10 @@ public:
     /// else what libtiff said first, else `otherwise`.
     void check(bool success, std::string const& otherwise);
 
+    /// Throws like `check` when the codec has warned that a tile or strip is smaller than its
+    /// place.
+    void checkComplete();
+
     /// Throws std::runtime_error "NAME: text".
     [[noreturn]] void fail(std::string const& text) const;
 
@@ -126,11 +133,14 @@ public:
 
 private:
     static int keepError(TIFF*, void* self, char const* module, char const* format, va_list values);
+    static int keepWarning(TIFF*, void* self, char const* module, char const* format,
+                           va_list values);
     void keepMessage(char const* module, std::string text);
 
     std::unique_ptr<TiffStream> stream_;
     std::string name_;
     std::string message_;
+    bool isIncomplete_ = false;
     TIFF* tiff_ = nullptr;
 };
 

@@ -1,5 +1,7 @@
 #include "PageDecoder.h"
 
+#include <quivo/writer/Progress.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -9,6 +11,7 @@ namespace {
 
 constexpr std::size_t maxIdleHandles = 8;
 constexpr std::size_t maxRowReaders = 16;
+constexpr long long rowsPerCheck = 64;  // a long strip may have to be decoded from its start
 
 // libtiff's flags: h leaves the first directory alone, c shows strips as they are in the file,
 // O loads tables of tile offsets piece by piece, m does without a memory map.
@@ -72,7 +75,7 @@ private:
             for (long long row = 0; row < height; ++row, out += block_.width) {
                 for (long long x = 0; x < block_.width; ++x) {
                     auto const index = static_cast<std::size_t>(src[row * srcStride + x]);
-                    out[x] = page_.palette[3 * index + static_cast<std::size_t>(c)];
+                    out[x] = (*page_.palette)[3 * index + static_cast<std::size_t>(c)];
                 }
             }
         }
@@ -83,20 +86,27 @@ private:
 };
 
 /// Whether a tile or strip has no bytes: it was never written and reads as zeros.
+/// error: std::runtime_error when the file's tables do not tell.
 bool isUnwritten(TiffHandle& tiff, std::uint32_t block) {
-    return TIFFGetStrileByteCount(tiff.get(), block) == 0;
+    int failed = 0;
+    auto const size = TIFFGetStrileByteCountWithErr(tiff.get(), block, &failed);
+    tiff.check(!failed, "damaged table of tiles or strips");
+    auto const offset = TIFFGetStrileOffsetWithErr(tiff.get(), block, &failed);
+    tiff.check(!failed && (size == 0 || offset != 0), "damaged table of tiles or strips");
+    return size == 0;
 }
 
 }  // namespace
 
-std::shared_ptr<Block const> PageDecoder::decode(PageInfo const& page, long long x, long long y) {
+std::shared_ptr<Block const> PageDecoder::decode(PageInfo const& page, long long x, long long y,
+                                                 CancellationChecker* checker) {
     auto block = std::make_shared<Block>();
     block->width = std::min(page.blockWidth, page.width - x * page.blockWidth);
     block->height = std::min(page.blockHeight, page.height - y * page.blockHeight);
     block->samples.resize(static_cast<std::size_t>(block->width * block->height * page.numChannels *
                                                    getSampleBytes(page.sampleType)));
     if (page.readsByRow) {
-        decodeRows(page, y, *block);
+        decodeRows(page, y, *block, checker);
         return block;
     }
     OpenPage handle = takeHandle(page);
@@ -164,6 +174,7 @@ void PageDecoder::decodeTile(PageInfo const& page, TiffHandle& tiff, long long x
             auto const got =
                 TIFFReadEncodedTile(tiff.get(), tile, decoded.data(), tmsize_t(expected));
             tiff.check(got == expected, "damaged tile " + std::to_string(tile));
+            tiff.checkComplete();
         }
         presenter.store(decoded.data(), page.storedBlockWidth, samplesPerPlane, plane, 0,
                         block.height);
@@ -192,6 +203,7 @@ void PageDecoder::decodeStrips(PageInfo const& page, TiffHandle& tiff, long long
                 auto const got =
                     TIFFReadEncodedStrip(tiff.get(), strip, decoded.data(), tmsize_t(expected));
                 tiff.check(got == expected, "damaged strip " + std::to_string(strip));
+                tiff.checkComplete();
             }
             presenter.store(decoded.data(), page.width, samplesPerPlane, plane, row, height);
         }
@@ -223,14 +235,15 @@ void PageDecoder::decodeConverted(PageInfo const& page, TiffHandle& tiff, long l
     }
 }
 
-void PageDecoder::decodeRows(PageInfo const& page, long long y, Block& block) {
+void PageDecoder::decodeRows(PageInfo const& page, long long y, Block& block,
+                             CancellationChecker* checker) {
     // Such strips can only be decoded from their first row on, so one thread at a time goes on
     // where the last one stopped.
     std::lock_guard const lock(rowsMutex_);
     auto const numPlanes = page.isSeparate ? page.storedSamples : 1;
     for (long long plane = 0; plane < numPlanes; ++plane) {
         try {
-            readRows(page, plane, y * page.blockHeight, block);
+            readRows(page, plane, y * page.blockHeight, block, checker);
         } catch (...) {
             rowReaders_.erase({page.directory, plane});
             throw;
@@ -238,10 +251,14 @@ void PageDecoder::decodeRows(PageInfo const& page, long long y, Block& block) {
     }
 }
 
-void PageDecoder::readRows(PageInfo const& page, long long plane, long long firstRow,
-                           Block& block) {
+void PageDecoder::readRows(PageInfo const& page, long long plane, long long firstRow, Block& block,
+                           CancellationChecker* checker) {
     std::pair const key(page.directory, plane);
-    if (rowReaders_.size() >= maxRowReaders && !rowReaders_.contains(key)) rowReaders_.clear();
+    if (rowReaders_.size() >= maxRowReaders && !rowReaders_.contains(key)) {
+        // Those of this page's other planes are needed again for the next block.
+        std::erase_if(rowReaders_,
+                      [&](auto const& other) { return other.first.first != page.directory; });
+    }
     RowReader& reader = rowReaders_[key];
     if (!reader.tiff) reader.tiff = open(page, true, &reader.stream);
     auto const samplesPerPlane = page.isSeparate ? 1 : page.storedSamples;
@@ -254,13 +271,17 @@ void PageDecoder::readRows(PageInfo const& page, long long plane, long long firs
             TIFFReadScanline(reader.tiff->get(), row.data(), static_cast<std::uint32_t>(y),
                              static_cast<std::uint16_t>(plane));
         reader.tiff->check(result == 1, "damaged row " + std::to_string(y));
+        reader.tiff->checkComplete();
         reader.nextRow = y + 1;
     };
     // From the start of the strip when the reader is in another one or further down already.
     auto const stripStart = firstRow / page.storedBlockHeight * page.storedBlockHeight;
     bool const goesOn = reader.nextRow > stripStart && reader.nextRow <= firstRow;
     if (!page.isUncompressed) {
-        for (long long y = goesOn ? reader.nextRow : stripStart; y < firstRow; ++y) readRow(y);
+        for (long long y = goesOn ? reader.nextRow : stripStart; y < firstRow; ++y) {
+            if (checker && y % rowsPerCheck == 0) checker->checkCancelled();
+            readRow(y);
+        }
     }
     Presenter presenter(page, block);
     for (long long y = 0; y < block.height; ++y) {

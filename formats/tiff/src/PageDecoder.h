@@ -10,6 +10,10 @@
 #include <utility>
 #include <vector>
 
+namespace Quivo {
+class CancellationChecker;
+}
+
 namespace Quivo::detail {
 
 /// Decodes the blocks of a file's pages with as many TIFF handles as there are threads reading.
@@ -18,9 +22,11 @@ class PageDecoder {
 public:
     explicit PageDecoder(std::shared_ptr<File const> file) : file_(std::move(file)) {}
 
-    /// Block (x, y) of the page's grid of `blockWidth` x `blockHeight` blocks, cut to the page.
+    /// Block (x, y) of the page's grid of `blockWidth` x `blockHeight` blocks, cut to the page. A
+    /// block that takes long asks `checker`, which may be null.
     /// error: std::runtime_error "PATH: reason" when it is damaged; later reads are not affected.
-    std::shared_ptr<Block const> decode(PageInfo const& page, long long x, long long y);
+    std::shared_ptr<Block const> decode(PageInfo const& page, long long x, long long y,
+                                        CancellationChecker* checker);
 
 private:
     struct OpenPage {
@@ -42,8 +48,9 @@ private:
     void decodeStrips(PageInfo const& page, TiffHandle& tiff, long long y, Block& block);
     void decodeConverted(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
                          Block& block);
-    void decodeRows(PageInfo const& page, long long y, Block& block);
-    void readRows(PageInfo const& page, long long plane, long long firstRow, Block& block);
+    void decodeRows(PageInfo const& page, long long y, Block& block, CancellationChecker* checker);
+    void readRows(PageInfo const& page, long long plane, long long firstRow, Block& block,
+                  CancellationChecker* checker);
 
     std::shared_ptr<File const> file_;
     std::mutex handlesMutex_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
 
 namespace Quivo::detail {
 
@@ -26,7 +27,8 @@ PageInfo::PageInfo(TiffHandle& tiff) {
     width = tiff.getOr<std::uint32_t>(TIFFTAG_IMAGEWIDTH, 0);
     height = tiff.getOr<std::uint32_t>(TIFFTAG_IMAGELENGTH, 0);
     storedSamples = tiff.getDefaulted<std::uint16_t>(TIFFTAG_SAMPLESPERPIXEL);
-    name = tiff.getOr<char const*>(TIFFTAG_PAGENAME, "");
+    constexpr std::size_t longestName = 1024;
+    name = std::string_view(tiff.getOr<char const*>(TIFFTAG_PAGENAME, "")).substr(0, longestName);
     if (width < 1 || height < 1 || storedSamples < 1) {
         unsupported = "the image has no pixels";
         return;
@@ -122,12 +124,14 @@ void PageInfo::readPalette(TiffHandle& tiff) {
     for (auto const* table : colours) {
         isWide |= std::any_of(table, table + size, [](std::uint16_t c) { return c > 255; });
     }
-    palette.reserve(3 * size);
+    auto triples = std::make_shared<std::vector<std::uint8_t>>();
+    triples->reserve(3 * size);
     for (std::size_t i = 0; i < size; ++i) {
         for (auto const* table : colours) {
-            palette.push_back(static_cast<std::uint8_t>(isWide ? table[i] >> 8 : table[i]));
+            triples->push_back(static_cast<std::uint8_t>(isWide ? table[i] >> 8 : table[i]));
         }
     }
+    palette = std::move(triples);
     presentation = Presentation::Palette;
     sampleType = SampleType::U8;
     numChannels = 3;

@@ -10,6 +10,7 @@
 #include <quivo/tiff/SampleType.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -47,8 +48,8 @@ struct PageInfo {
     SampleType storedType = SampleType::U8;
 
     Presentation presentation = Presentation::AsStored;
-    std::vector<std::uint8_t> palette;  ///< RGB triples
-    long long numChannels = 0;          ///< as delivered
+    std::shared_ptr<std::vector<std::uint8_t> const> palette;  ///< RGB triples
+    long long numChannels = 0;                                 ///< as delivered
     SampleType sampleType = SampleType::U8;
     ValueRange<double> valueRange;
     bool hasColours = false;  ///< the first three channels are red, green and blue

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <set>
 
 namespace Quivo::detail {
 
@@ -17,14 +18,18 @@ struct Pages {
 
 Pages readPages(TiffHandle& tiff) {
     Pages pages;
-    std::vector<std::uint64_t> subDirectories;
+    std::set<std::uint64_t> subDirectories;  // each once, however often it is named
     do {
         PageInfo page(tiff);
+        if (page.palette && !pages.full.empty() && pages.full[0].palette &&
+            *page.palette == *pages.full[0].palette) {
+            page.palette = pages.full[0].palette;  // one table for all slices
+        }
         if (!page.isMask) (page.isReduced ? pages.reduced : pages.full).push_back(std::move(page));
         std::uint16_t count = 0;
         std::uint64_t* offsets = nullptr;
         if (TIFFGetField(tiff.get(), TIFFTAG_SUBIFD, &count, &offsets)) {
-            subDirectories.insert(subDirectories.end(), offsets, offsets + count);
+            subDirectories.insert(offsets, offsets + count);
         }
         if (TIFFLastDirectory(tiff.get())) break;
         tiff.check(TIFFReadDirectory(tiff.get()) != 0, "damaged directory");

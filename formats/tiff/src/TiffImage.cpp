@@ -123,6 +123,8 @@ private:
 
     PyramidLayout readLayout() {
         auto stream = std::make_unique<detail::FileReadStream>(file_, false);
+        // Tags may point to the same bytes over and over again: an honest file does so rarely.
+        stream->readBudget = 4 * std::min(file_->getSize(), 1LL << 60) + (64LL << 20);
         detail::TiffHandle tiff(std::move(stream), path_, "rcOm");
         return PyramidLayout(tiff);
     }
@@ -148,10 +150,10 @@ private:
         if (auto found = cache_.find(key)) return found;
         if (auto* const checker = checker_.load()) checker->checkCancelled();
         auto const& level = layout_.levels[static_cast<std::size_t>(key.level)];
-        auto block =
-            level.isStored()
-                ? decoder_.decode(level.pages[static_cast<std::size_t>(key.slice)], key.x, key.y)
-                : computeBlock(key, level);
+        auto block = level.isStored()
+                         ? decoder_.decode(level.pages[static_cast<std::size_t>(key.slice)], key.x,
+                                           key.y, checker_.load())
+                         : computeBlock(key, level);
         cache_.insert(key, block);
         return block;
     }

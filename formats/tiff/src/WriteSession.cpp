@@ -70,8 +70,9 @@ void WritePlan::check() const {
         refuse("tiles of " + std::to_string(f.width) + " x " + std::to_string(f.height) +
                ": both sides must be multiples of 16");
     }
-    if (f.width * f.height > std::numeric_limits<std::int32_t>::max() / 8 / f.numChannels) {
-        refuse("tiles of more than 2 GB cannot be written");
+    if (f.width * f.height * getSampleBytes(f.sampleType) >
+        std::numeric_limits<std::int32_t>::max() / f.numChannels) {
+        refuse("tiles of more than 2 GB cannot be written; use a smaller tile size");
     }
     if (f.compression == TiffCompression::Jpeg &&
         (f.sampleType != SampleType::U8 || (f.numChannels != 1 && f.numChannels != 3))) {
@@ -101,9 +102,11 @@ void WritePlan::check() const {
 
 /// One tile on its way into the file.
 struct WriteSession::Tile {
-    std::uint32_t index;                ///< within the page
-    Vector extent;                      ///< of the part inside the image
-    std::vector<double> values;         ///< as read from the source, planar; or else ...
+    std::uint32_t index;  ///< within the page
+    Vector extent;        ///< of the part inside the image
+    /// As read from the source: blocks of `slabRows` rows each, planar; or else ...
+    std::vector<std::vector<double>> slabs;
+    long long slabRows = 0;
     std::shared_ptr<Bytes const> rows;  ///< ... the samples of whole rows of the level,
     long long rowPixels = 0;            ///< so many pixels each,
     long long firstColumn = 0;          ///< from this one on
@@ -197,7 +200,7 @@ void WriteSession::writeTileRow(Source& source, long long level, Vector const& s
         nextRows = std::make_shared<Bytes>(static_cast<std::size_t>(nextBytes));
     }
     for (long long x = 0; x < tilesPerRow; ++x) {
-        if (checker) checker->checkCancelled();
+        if (checker && rows) checker->checkCancelled();
         auto tile = std::make_unique<Tile>();
         auto const left = x * format.width;
         tile->index = static_cast<std::uint32_t>(start.y / format.height * tilesPerRow + x);
@@ -211,12 +214,24 @@ void WriteSession::writeTileRow(Source& source, long long level, Vector const& s
             tile->rows = rows;
             tile->rowPixels = extent.x;
         } else {
-            Vector const corner(left, start.y, start.z);
-            tile->values.resize(static_cast<std::size_t>(tile->extent.prod() * format.numChannels));
-            source.openRegion(tile->values.data(), level, Box(tile->extent).translated(corner));
+            readSlabs(source, level, Vector(left, start.y, start.z), *tile, checker);
         }
         while (pending_.size() >= maxPending_) storeOldest(monitor);
         submit(std::move(tile));
+    }
+}
+
+void WriteSession::readSlabs(Source& source, long long level, Vector const& corner, Tile& tile,
+                             CancellationChecker* checker) const {
+    // A usual tile is one slab; a huge one is read in pieces, to be asked about in between.
+    constexpr long long slabPixels = 1 << 20;
+    tile.slabRows = std::clamp(slabPixels / tile.extent.x, 1LL, tile.extent.y);
+    for (long long y = 0; y < tile.extent.y; y += tile.slabRows) {
+        if (checker) checker->checkCancelled();
+        Vector const extent(tile.extent.x, std::min(tile.slabRows, tile.extent.y - y), 1);
+        tile.slabs.emplace_back(static_cast<std::size_t>(extent.prod() * plan_.format.numChannels));
+        Box const region = Box(extent).translated(corner + Vector(0, y, 0));
+        source.openRegion(tile.slabs.back().data(), level, region);
     }
 }
 
@@ -246,24 +261,29 @@ void WriteSession::encode(Tile& tile) const {
         if (tile.rows) {
             fillFromRows(tile);
         } else {
-            fillFromValues<T>(tile);
+            fillFromSlabs<T>(tile);
         }
         pad(tile);
         if (tile.nextRows) addToNextLevel<T>(tile);
     });
-    tile.values = {};
+    tile.slabs = {};
     tile.encoded = codec_.encode(std::move(tile.samples));
 }
 
 template <typename T>
-void WriteSession::fillFromValues(Tile& tile) const {
+void WriteSession::fillFromSlabs(Tile& tile) const {
     auto const numChannels = plan_.format.numChannels;
-    double const* in = tile.values.data();
-    for (long long c = 0; c < numChannels; ++c) {
-        for (long long y = 0; y < tile.extent.y; ++y) {
-            T* const out = reinterpret_cast<T*>(tile.samples.data()) +
-                           y * plan_.format.width * numChannels + c;
-            for (long long x = 0; x < tile.extent.x; ++x) out[x * numChannels] = toSample<T>(*in++);
+    for (long long y = 0; y < tile.extent.y; ++y) {
+        auto const& slab = tile.slabs[static_cast<std::size_t>(y / tile.slabRows)];
+        auto const planeSize = static_cast<long long>(slab.size()) / numChannels;
+        double const* const row = slab.data() + y % tile.slabRows * tile.extent.x;
+        T* const out =
+            reinterpret_cast<T*>(tile.samples.data()) + y * plan_.format.width * numChannels;
+        for (long long c = 0; c < numChannels; ++c) {
+            double const* const in = row + c * planeSize;
+            for (long long x = 0; x < tile.extent.x; ++x) {
+                out[x * numChannels + c] = toSample<T>(in[x]);
+            }
         }
     }
 }

@@ -61,12 +61,14 @@ private:
     void beginPage(long long level, long long slice);
     void writeTileRow(Source& source, long long level, Vector const& start,
                       ProgressMonitor* monitor, CancellationChecker* checker);
+    void readSlabs(Source& source, long long level, Vector const& corner, Tile& tile,
+                   CancellationChecker* checker) const;
     void submit(std::unique_ptr<Tile> tile);
     void storeOldest(ProgressMonitor* monitor);
     void encode(Tile& tile) const;
 
     template <typename T>
-    void fillFromValues(Tile& tile) const;
+    void fillFromSlabs(Tile& tile) const;
     void fillFromRows(Tile& tile) const;
     void pad(Tile& tile) const;
     template <typename T>

@@ -22,6 +22,8 @@ class CancellationChecker;
 /// level L when its extent is within one pixel of the level-0 extent / 2^L on both axes; other
 /// pages (labels, thumbnails) are left out. Levels that the file does not store are computed on
 /// demand from the next finer one by 2 x 2 means: rounded half up for integers, plain for floats.
+/// They hold what `TiffWriter` would store there for the same sample type (it does not write signed
+/// integers: stored as floats, their means are not rounded).
 ///
 /// Decoded blocks are kept in the file's own sample type, in memory that grows with the width of
 /// the image at most, so that reading down the image decodes everything once. The file must not
