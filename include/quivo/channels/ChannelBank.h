@@ -1,0 +1,84 @@
+#pragma once
+
+#include <quivo/core/Box.h>
+#include <quivo/core/Buffer.h>
+#include <quivo/core/Export.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Quivo {
+
+class Image;
+
+/// Named single-channel images on the grid of one reference image, read together in any selection.
+///
+/// Channels are only ever added; their indices stay. A selection is a list of names, in any order
+/// and with repetitions. Threads: reads and look-ups may run concurrently as far as the channel
+/// images allow; adding must not overlap with anything.
+class QUIVO_API ChannelBank {
+public:
+    /// One channel, in the order in which they were added.
+    struct Entry {
+        std::string name;
+        Image* image;
+    };
+
+    /// `image` is the reference: never deleted by the bank.
+    explicit ChannelBank(Image* image);
+    ChannelBank(ChannelBank const&) = delete;
+    ChannelBank& operator=(ChannelBank const&) = delete;
+    /// Deletes the images that the bank owns, each once.
+    virtual ~ChannelBank();
+
+    [[nodiscard]] Image* getImage() const noexcept;
+
+    /// Appends a channel; an empty name cannot be looked up. With `takeOwnership` the bank deletes
+    /// the image at its end. A refusal changes nothing and takes no ownership.
+    /// error: std::runtime_error `Filter has different extent from image ("NAME").`
+    /// error: std::runtime_error `Filter has multiple channels ("NAME").`
+    /// error: std::runtime_error `Filter name already exists ("NAME").`
+    void addChannel(Image* image, std::string const& name, bool takeOwnership);
+
+    /// Appends a channel that the bank owns; without a name it becomes "c" and its index.
+    /// error: as above.
+    void addChannel(Image* image, std::string name);
+
+    /// Deletes `image` with the bank, without making it a channel.
+    void addHiddenImage(Image* image);
+
+    [[nodiscard]] int getNumChannels() const noexcept;
+
+    /// The image of a channel; null for one without a name. `index` lies in
+    /// [0, getNumChannels() - 1] (asserted only).
+    [[nodiscard]] Image* getChannel(int index) const;
+    /// The image of the channel so named, null when there is none.
+    [[nodiscard]] Image* getChannel(std::string const& name) const;
+    /// The index of the channel so named, -1 when there is none.
+    [[nodiscard]] int getChannelIndex(std::string const& name) const;
+
+    /// The names of all channels in the order of their indices.
+    [[nodiscard]] std::vector<std::string> createSelectionAllChannels() const;
+    /// The names of `count` channels from `first` on; none when `count` is below 1. They lie in the
+    /// bank (asserted only).
+    [[nodiscard]] std::vector<std::string> createSelection(int first, int count) const;
+
+    /// Reads the named channels into a new buffer, plane i from channel `names[i]`.
+    /// error: std::runtime_error `Channel does not exist ("NAME").` for an unknown or empty name,
+    /// before any channel is read. What a channel's read throws passes through.
+    std::unique_ptr<Buffer<double>> openRegion(std::vector<std::string> const& names,
+                                               Box const& region, long long level);
+    /// The same for one name.
+    std::unique_ptr<Buffer<double>> openRegion(std::string const& name, Box const& region,
+                                               long long level);
+
+private:
+    Image* image_;
+    std::vector<Entry> entries_;
+    std::map<std::string, int> indexByName_;  ///< non-empty names only
+    std::map<Image*, std::unique_ptr<Image>> ownedImages_;
+};
+
+}  // namespace Quivo

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <quivo/core/Box.h>
+#include <quivo/core/Export.h>
+#include <quivo/filters/Filter.h>
+
+namespace Quivo {
+
+/// A box of the source, taken at one of its levels, as an image of its own: coordinates start at
+/// the box's corner, and what lies outside the box reads as 0.0.
+///
+/// Level L is source level L + base level. Reads are as safe as the source's; moving the box must
+/// not overlap with anything.
+class QUIVO_API SubImageFilter : public Filter {
+public:
+    /// As `setSubImageBounds` right after construction.
+    SubImageFilter(Image* source, Box bounds, long long level, bool takeOwnership);
+    ~SubImageFilter() override;
+
+    /// Presents another box from now on. The base level is `level`, or the source's last one where
+    /// that is less. An empty box selects the whole level; otherwise `bounds` is cut to the level's
+    /// extent, and the image is empty when nothing of it is left.
+    void setSubImageBounds(Box bounds, long long level);
+
+    /// The box's extent with x and y divided by 2^level, truncated.
+    Vector getExtent(long long level) const override;
+    /// From the box's own extent, however many levels the source has below the base level.
+    long long getNumLevels() const override;
+    Vector getVoxelSize(long long level) const override;
+    /// The source writes straight into `dst`; what lies outside the box is zeroed afterwards.
+    void openRegion(double* dst, long long level, Box const& region) override;
+
+private:
+    Box bounds_;
+    long long baseLevel_ = 0;
+};
+
+}  // namespace Quivo

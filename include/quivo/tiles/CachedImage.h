@@ -1,0 +1,90 @@
+#pragma once
+
+#include <quivo/core/Export.h>
+#include <quivo/core/Vector.h>
+#include <quivo/tiles/TileImage.h>
+#include <quivo/util/Lock.h>
+#include <quivo/util/MaybeOwned.h>
+
+#include <cstddef>
+#include <list>
+#include <memory>
+#include <unordered_map>
+
+namespace Quivo {
+
+/// A bounded cache of whole tiles, least recently used out first, in front of any image that is
+/// slow to read: each tile is read from the source once while it stays cached.
+///
+/// The cache empties itself when the source's `getHash()` changes; nothing else invalidates it. A
+/// read that fails enters nothing, what was evicted for it stays evicted, and the cache goes on
+/// working. Slice names and identifiers are empty; everything else is the source's answer.
+///
+/// Locked inside; any thread. Each tile step (stamp, look-up, source read on a miss, copy) holds
+/// the one lock exclusively, so the source's `openRegion` runs on one thread at a time; its
+/// `getExtent` and `getHash` may be asked meanwhile.
+class QUIVO_API CachedImage : public TileImage {
+public:
+    /// `cacheSizeMB` counts units of 1048576 bytes; at least one tile is always kept, and a
+    /// negative size means no limit. `tileExtent` has at least 1 on every axis (not checked). The
+    /// source's level-0 extent and number of channels are asked once, here.
+    CachedImage(Image* source, long long cacheSizeMB, Vector const& tileExtent, bool ownsSource);
+    /// With the source's tile extent.
+    CachedImage(Image* source, long long cacheSizeMB, bool ownsSource);
+    ~CachedImage() override;
+
+    std::string getURL() const override;
+    Vector getExtent(long long level) const override;
+    long long getNumChannels() const override;
+    long long getNumLevels() const override;
+    ValueRange<double> getValueRange() const override;
+    Vector getVoxelSize(long long level) const override;
+    /// The extent of the cached tiles.
+    Vector getTileExtent() const override;
+    std::string getSliceName(long long index) override;
+    std::string getChannelName(long long index) override;
+    std::string getId() const override;
+    std::string getGroupId() const override;
+    ContentHash getHash() override;
+    /// The source's own view: it does not read through this cache.
+    Image* getViewableRepresentation() override;
+
+    /// Serves a part of one tile out of the cache. A tile outside the grid of the level is skipped.
+    void openTileRegionToPosition(double* dst, long long level, Vector const& tilePosition,
+                                  Box const& tileRegion, Vector const& dstExtent,
+                                  Vector const& dstPosition) override;
+
+    /// Drops every tile. Takes no lock: no read of this image may run at the same time.
+    void clearCache();
+
+private:
+    struct TileKey {
+        long long level;
+        long long index;  ///< of the tile in the level-0 grid
+        bool operator==(TileKey const&) const = default;
+    };
+    struct TileKeyHash {
+        std::size_t operator()(TileKey const& key) const noexcept;
+    };
+    struct Tile {
+        TileKey key;
+        std::unique_ptr<double[]> values;
+    };
+
+    void measure(long long cacheSizeMB);
+    [[nodiscard]] bool isInGrid(long long level, Vector const& tile) const noexcept;
+    double* findOrRead(long long level, Vector const& tile);
+    double* readTile(TileKey const& key, Vector const& tile);
+
+    MaybeOwned<Image> source_;
+    ContentHash hash_;
+    Vector tileExtent_;
+    Vector numTiles_;
+    long long numChannels_ = 0;
+    std::size_t capacity_ = 1;
+    Lock lock_;
+    std::list<Tile> byAge_;  ///< least recently used first
+    std::unordered_map<TileKey, std::list<Tile>::iterator, TileKeyHash> byKey_;
+};
+
+}  // namespace Quivo

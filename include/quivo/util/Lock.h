@@ -1,0 +1,58 @@
+#pragma once
+
+#include <quivo/core/Export.h>
+
+#include <pthread.h>
+
+#include <memory>
+
+namespace Quivo {
+
+/// A POSIX reader-writer lock: any number of shared holders or one exclusive holder.
+///
+/// Not re-entrant, and a shared hold is never upgraded. Nobody holds it when it is destroyed. A
+/// failure of the platform's calls is asserted in debug builds. Any thread.
+class QUIVO_API Lock {
+public:
+    /// error: std::bad_alloc.
+    Lock();
+    Lock(Lock const&) = delete;
+    Lock& operator=(Lock const&) = delete;
+    ~Lock();
+
+    /// Waits until nobody else holds the lock, then holds it exclusively.
+    void lock();
+    void unlock();
+    /// Waits until nobody holds the lock exclusively, then shares it.
+    void lockShared();
+    void unlockShared();
+
+private:
+    std::unique_ptr<pthread_rwlock_t> rwlock_;
+};
+
+/// Holds a `Lock` exclusively for one scope.
+class QUIVO_API LockGuard {
+public:
+    explicit LockGuard(Lock& lock);
+    LockGuard(LockGuard const&) = delete;
+    LockGuard& operator=(LockGuard const&) = delete;
+    ~LockGuard();
+
+private:
+    Lock& lock_;
+};
+
+/// Shares a `Lock` for one scope.
+class QUIVO_API SharedLockGuard {
+public:
+    explicit SharedLockGuard(Lock& lock);
+    SharedLockGuard(SharedLockGuard const&) = delete;
+    SharedLockGuard& operator=(SharedLockGuard const&) = delete;
+    ~SharedLockGuard();
+
+private:
+    Lock& lock_;
+};
+
+}  // namespace Quivo

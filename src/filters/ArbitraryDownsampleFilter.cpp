@@ -1,0 +1,58 @@
+#include <quivo/filters/ArbitraryDownsampleFilter.h>
+
+#include <quivo/core/Box.h>
+#include <quivo/core/Levels.h>
+
+#include "core/Arithmetic.h"
+#include "kernels/AreaMean.h"
+
+#include <vector>
+
+namespace Quivo {
+
+ArbitraryDownsampleFilter::ArbitraryDownsampleFilter(Image* source, double scaleFactor,
+                                                     bool takeOwnership)
+    : Filter(source, takeOwnership), scaleFactor_(scaleFactor) {
+    check(scaleFactor > 0.0 && scaleFactor < 1.0, "Scale Factor is not between 0 and 1");
+}
+
+ArbitraryDownsampleFilter::~ArbitraryDownsampleFilter() = default;
+
+Vector ArbitraryDownsampleFilter::getExtent(long long level) const {
+    return scalePosition(getSource()->getExtent(level), scaleFactor_);
+}
+
+long long ArbitraryDownsampleFilter::getNumLevels() const {
+    return computeNumPyramidLevels(getExtent(0));
+}
+
+Vector ArbitraryDownsampleFilter::getVoxelSize(long long level) const {
+    Vector const size = getSource()->getVoxelSize(level);
+    return {detail::truncated(static_cast<double>(size.x) / scaleFactor_),
+            detail::truncated(static_cast<double>(size.y) / scaleFactor_), size.z};
+}
+
+Vector ArbitraryDownsampleFilter::getTileExtent() const {
+    return scalePosition(getSource()->getTileExtent(), scaleFactor_);
+}
+
+void ArbitraryDownsampleFilter::openRegion(double* dst, long long level, Box const& region) {
+    if (region.isEmpty()) return;
+    detail::AreaWeights const columns(region.min.x, region.max.x, scaleFactor_);
+    detail::AreaWeights const rows(region.min.y, region.max.y, scaleFactor_);
+    Box const srcRegion(Vector(columns.getFirstSource(), rows.getFirstSource(), region.min.z),
+                        Vector(columns.getLastSource(), rows.getLastSource(), region.max.z));
+    Vector const srcExtent = srcRegion.getExtent();
+    Vector const dstExtent = region.getExtent();
+    long long const numChannels = getSource()->getNumChannels();
+
+    std::vector<double> scratch(detail::elementCount(srcExtent, numChannels, sizeof(double)));
+    getSource()->openRegion(scratch.data(), level, srcRegion);
+    std::vector<double> line(static_cast<std::size_t>(dstExtent.x));
+    for (long long plane = 0; plane < numChannels * dstExtent.z; ++plane) {
+        detail::averageByArea(scratch.data() + plane * srcExtent.x * srcExtent.y,
+                              dst + plane * dstExtent.x * dstExtent.y, columns, rows, line.data());
+    }
+}
+
+}  // namespace Quivo
