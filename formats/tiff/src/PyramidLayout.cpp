@@ -1,5 +1,7 @@
 #include "PyramidLayout.h"
 
+#include "ChannelNames.h"
+
 #include <quivo/core/Levels.h>
 
 #include <algorithm>
@@ -80,6 +82,15 @@ PyramidLayout::PyramidLayout(TiffHandle& tiff) {
     }
     levels[0] = std::move(base);
     placeReduced(reduced);
+    readChannelNames(tiff);
+}
+
+void PyramidLayout::readChannelNames(TiffHandle& tiff) {
+    PageInfo const& page = getFirstPage();
+    // Names are those of stored samples, which a palette has none of.
+    if (page.storedSamples != page.numChannels) return;
+    if (!TIFFSetSubDirectory(tiff.get(), page.directory)) return;
+    channelNames = parseChannelXml(getChannelXml(tiff), page.numChannels);
 }
 
 void PyramidLayout::placeReduced(std::vector<PageInfo> const& reduced) {

@@ -3,6 +3,7 @@
 #include "LibTiff.h"
 #include "PageInfo.h"
 
+#include <string>
 #include <vector>
 
 namespace Quivo::detail {
@@ -16,7 +17,8 @@ struct PyramidLayout {
         [[nodiscard]] bool isStored() const noexcept { return !pages.empty(); }
     };
 
-    std::vector<Level> levels;  ///< level 0 is always stored
+    std::vector<Level> levels;              ///< level 0 is always stored
+    std::vector<std::string> channelNames;  ///< empty, or one per channel, empty where not told
 
     /// Reads all directories of an open file.
     /// error: std::runtime_error "PATH: reason" when one is damaged, or when the main image cannot
@@ -26,6 +28,7 @@ struct PyramidLayout {
     [[nodiscard]] PageInfo const& getFirstPage() const noexcept { return levels[0].pages[0]; }
 
 private:
+    void readChannelNames(TiffHandle& tiff);
     void placeReduced(std::vector<PageInfo> const& reduced);
 };
 

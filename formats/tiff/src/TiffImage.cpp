@@ -8,6 +8,7 @@
 #include "Samples.h"
 
 #include <quivo/core/Levels.h>
+#include <quivo/util/Paths.h>
 #include <quivo/writer/Progress.h>
 
 #include <algorithm>
@@ -289,15 +290,18 @@ std::string TiffImage::getChannelName(long long index) {
     auto const& first = reader_->getFirst();
     check(index >= 0 && index < first.numChannels,
           "Invalid channel index. Cannot determine its name.");
+    auto const& told = reader_->getLayout().channelNames;
+    auto const position = static_cast<std::size_t>(index);
+    if (position < told.size() && !told[position].empty()) return told[position];
     if (first.numChannels == 1) return "Gray";
     static constexpr std::array names{"Red", "Green", "Blue", "Alpha"};
     long long const numNamed = !first.hasColours ? 0 : first.hasAlpha ? 4 : 3;
-    return index < numNamed ? names[static_cast<std::size_t>(index)] : "";
+    return index < numNamed ? names[position] : "";
 }
 
-std::string TiffImage::getId() const { return {}; }
+std::string TiffImage::getId() const { return getImageIdFromPath(reader_->getPath()); }
 
-std::string TiffImage::getGroupId() const { return {}; }
+std::string TiffImage::getGroupId() const { return getGroupIdFromImagePath(reader_->getPath()); }
 
 ContentHash TiffImage::getHash() { return 0; }
 
@@ -307,6 +311,8 @@ bool TiffImage::isLevelStored(long long level) const noexcept {
     auto const* const found = reader_->findLevel(level);
     return found && found->isStored();
 }
+
+bool TiffImage::isTiled() const noexcept { return reader_->getFirst().isTiled; }
 
 SampleType TiffImage::getSampleType() const noexcept { return reader_->getFirst().sampleType; }
 

@@ -5,6 +5,7 @@
 #include <new>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace Quivo {
 
@@ -21,6 +22,10 @@ void TiffWriter::setCompression(TiffCompression compression) noexcept {
 void TiffWriter::setQuality(int quality) noexcept { quality_ = quality; }
 
 void TiffWriter::setSampleType(SampleType type) noexcept { sampleType_ = type; }
+
+void TiffWriter::setChannelNames(std::vector<std::string> names) {
+    channelNames_ = std::move(names);
+}
 
 void TiffWriter::setNumThreads(int count) noexcept { numThreads_ = count; }
 
@@ -49,6 +54,7 @@ void TiffWriter::beginWriting(DownsampleOrProxy* image, CancellationChecker*) {
     detail::WritePlan plan;
     plan.target = filename;
     plan.valueRange = image->getValueRange();
+    plan.channelNames = channelNames_;
     plan.voxelSize = image->getVoxelSize(0);
     plan.computesLevels = !useSrcImagePyramid;
     auto const numProcessors = static_cast<int>(std::thread::hardware_concurrency());

@@ -1,5 +1,7 @@
 #include "WriteSession.h"
 
+#include "ChannelNames.h"
+
 #include <quivo/core/Box.h>
 #include <quivo/core/Levels.h>
 #include <quivo/core/Version.h>
@@ -36,9 +38,9 @@ Vector countTiles(Vector const& extent, TileFormat const& format) {
 }
 
 /// Classic TIFF where everything certainly fits into its 32-bit offsets, otherwise BigTIFF.
-char const* chooseMode(WritePlan const& plan) {
+char const* chooseMode(WritePlan const& plan, std::string const& channelXml) {
     constexpr double offsetBytes = 16;
-    double total = 0;
+    double total = static_cast<double>(channelXml.size()) * static_cast<double>(plan.extents[0].z);
     for (auto const& extent : plan.extents) {
         auto const tiles = static_cast<double>(countTiles(extent, plan.format).prod());
         auto const worst = static_cast<double>(plan.format.getWorstBytes());
@@ -63,6 +65,10 @@ void WritePlan::check() const {
     }
     if (f.numChannels < 1 || f.numChannels > std::numeric_limits<std::uint16_t>::max()) {
         refuse(std::to_string(f.numChannels) + " channels: TIFF holds 1 to 65535");
+    }
+    if (channelNames.size() > static_cast<std::size_t>(f.numChannels)) {
+        refuse(std::to_string(channelNames.size()) + " names for " + std::to_string(f.numChannels) +
+               " channels");
     }
     bool const isTileSide = f.width % 16 == 0 && f.height % 16 == 0;
     constexpr long long maxTileSide = 1LL << 20;
@@ -121,9 +127,11 @@ struct WriteSession::Tile {
 
 WriteSession::WriteSession(WritePlan plan)
     : plan_(std::move(plan)),
+      channelXml_(toChannelXml(plan_.channelNames)),
       pixelBytes_(plan_.format.numChannels * getSampleBytes(plan_.format.sampleType)),
       file_(File::createBeside(plan_.target = resolveTarget(plan_.target))),
-      tiff_(std::make_unique<FileWriteStream>(*file_), plan_.target, chooseMode(plan_)),
+      tiff_(std::make_unique<FileWriteStream>(*file_), plan_.target,
+            chooseMode(plan_, channelXml_)),
       codec_(plan_.format, plan_.target),
       workers_(plan_.numThreads) {
     auto const tileBytes =
@@ -179,6 +187,7 @@ void WriteSession::beginPage(long long level, long long slice) {
         tiff_.set(TIFFTAG_XRESOLUTION, nanometresPerCentimetre / static_cast<double>(voxel.x));
         tiff_.set(TIFFTAG_YRESOLUTION, nanometresPerCentimetre / static_cast<double>(voxel.y));
     }
+    if (level == 0 && !channelXml_.empty()) setChannelXml(tiff_, channelXml_);
     auto const& range = plan_.valueRange;
     if (range != getDefaultValueRange(plan_.format.sampleType) && range.min < range.max) {
         tiff_.set(TIFFTAG_SMINSAMPLEVALUE, range.min);

@@ -24,6 +24,7 @@ struct WritePlan {
     std::vector<Vector> extents;  ///< of every level
     Vector voxelSize;             ///< at level 0, nanometres; 0 where unknown
     ValueRange<double> valueRange;
+    std::vector<std::string> channelNames;
     bool computesLevels = false;  ///< from the level before, instead of reading them
     int numThreads = 1;
 
@@ -75,6 +76,7 @@ private:
     void addToNextLevel(Tile const& tile) const;
 
     WritePlan plan_;
+    std::string channelXml_;
     long long pixelBytes_;
     std::unique_ptr<File> file_;
     TiffHandle tiff_;

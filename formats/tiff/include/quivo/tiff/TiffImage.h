@@ -53,10 +53,12 @@ public:
                                   Box const& tileRegion, Vector const& dstExtent,
                                   Vector const& dstPosition) override;
     std::string getSliceName(long long index) override;
-    /// "Gray", or "Red", "Green", "Blue" and "Alpha" for what the file marks as such, else empty.
+    /// The name that the file tells (as GDAL's band descriptions, tag 42112); otherwise "Gray", or
+    /// "Red", "Green", "Blue" and "Alpha" for what the file marks as such, else empty.
     /// error: std::runtime_error "Invalid channel index. Cannot determine its name." for an index
     /// out of range.
     std::string getChannelName(long long index) override;
+    /// `getImageIdFromPath` and `getGroupIdFromImagePath` of the path.
     std::string getId() const override;
     std::string getGroupId() const override;
     /// 0: the content does not change.
@@ -65,6 +67,9 @@ public:
 
     /// Whether the file holds this level, so that reading it computes nothing.
     [[nodiscard]] bool isLevelStored(long long level) const noexcept;
+
+    /// Whether level 0 lies in the file in tiles; otherwise in strips across the whole image.
+    [[nodiscard]] bool isTiled() const noexcept;
 
     /// The type of the values delivered: the file's, or `U8` where colours are converted.
     [[nodiscard]] SampleType getSampleType() const noexcept;

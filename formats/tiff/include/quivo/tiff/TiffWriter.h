@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Quivo {
 
@@ -57,6 +58,10 @@ public:
     /// `chooseSampleType` of the source's value range.
     void setSampleType(SampleType type) noexcept;
 
+    /// The names of the channels, in their order, stored with level 0 (as GDAL's band descriptions,
+    /// tag 42112); empty ones and those that are missing are not stored. None at first.
+    void setChannelNames(std::vector<std::string> names);
+
     /// The number of threads that encode; 0 (as at first) means one per processor, 1 means that the
     /// caller's thread does everything.
     void setNumThreads(int count) noexcept;
@@ -77,7 +82,8 @@ public:
     /// error: std::runtime_error for what the format cannot hold: tile sides that are no multiple
     /// of 16 or several slices deep, sides of 2^32 and more, 2^32 tiles in one page, no pixels at
     /// all, a signed sample type, JPEG of anything but u8 with 1 or 3 channels; when a level is not
-    /// half of the one before and levels are to be computed; and when the target cannot be written.
+    /// half of the one before and levels are to be computed; when there are more names than
+    /// channels; and when the target cannot be written.
     void beginWriting(DownsampleOrProxy* image, CancellationChecker* checker) override;
     void prepareLevel(DownsampleOrProxy* image, long long level) override;
     void writeLevel(DownsampleOrProxy* image, long long level, ProgressMonitor* monitor,
@@ -89,6 +95,7 @@ private:
     TiffCompression compression_ = TiffCompression::Deflate;
     int quality_ = 90;
     std::optional<SampleType> sampleType_;
+    std::vector<std::string> channelNames_;
     int numThreads_ = 0;
     std::unique_ptr<detail::WriteSession> session_;
     Outcome outcome_ = Outcome::NotRun;
