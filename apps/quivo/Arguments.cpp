@@ -59,4 +59,13 @@ Rectangle parseRectangle(std::string const& text) {
     return {x, y, width, height};
 }
 
+double parseScale(std::string const& text) {
+    double factor = 0.0;
+    char const* const end = text.data() + text.size();
+    auto const [rest, error] = std::from_chars(text.data(), end, factor);
+    bool const isFactor = error == std::errc() && rest == end && factor > 0.0 && factor < 1.0;
+    if (isFactor) return factor;
+    throw CLI::ValidationError("--scale", "\"" + text + "\" is not a number between 0 and 1");
+}
+
 }  // namespace Quivo::tool

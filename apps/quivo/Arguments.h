@@ -35,6 +35,10 @@ struct Rectangle {
 /// error: CLI::ValidationError.
 [[nodiscard]] Rectangle parseRectangle(std::string const& text);
 
+/// The factor of --scale, above 0 and below 1.
+/// error: CLI::ValidationError.
+[[nodiscard]] double parseScale(std::string const& text);
+
 /// A number of `range` that was given for the option `name`.
 /// error: CLI::ValidationError.
 [[nodiscard]] long long parseInteger(std::string const& name, std::string const& text,

@@ -15,6 +15,9 @@ void addInfoCommand(CLI::App& app);
 /// quivo convert: an image as pyramid TIFF.
 void addConvertCommand(CLI::App& app);
 
+/// quivo merge: images of one channel each as one pyramid TIFF.
+void addMergeCommand(CLI::App& app);
+
 /// quivo render: a picture of an image.
 void addRenderCommand(CLI::App& app);
 

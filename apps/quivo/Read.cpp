@@ -3,10 +3,10 @@
 #include "Interrupt.h"
 #include "Memory.h"
 #include "OutputFile.h"
+#include "Pieces.h"
 #include "Region.h"
 #include "Source.h"
 
-#include <algorithm>
 #include <bit>
 #include <iostream>
 #include <memory>
@@ -29,32 +29,6 @@ struct ReadOptions {
     RegionOptions region;
 };
 
-/// All values of the region, planar. The memory is not cleared beforehand: that would take a while,
-/// during which nothing could be interrupted.
-std::unique_ptr<double[]> readWhole(Image& image, long long level, Box const& region,
-                                    CancellationChecker& checker) {
-    Vector const extent = region.getExtent();
-    long long const numChannels = image.getNumChannels();
-    auto values = std::make_unique_for_overwrite<double[]>(
-        static_cast<std::size_t>(extent.prod() * numChannels));
-    PieceReader reader(image, level, checker);
-    forEachStrip(region, 1, reader.getBandHeight(), [&](Box const& band) {
-        forEachStrip(band, 0, PieceReader::pieceWidth, [&](Box const& piece) {
-            double const* src = reader.read(piece);
-            Vector const size = piece.getExtent();
-            Vector const to = piece.min - region.min;
-            for (long long c = 0; c < numChannels; ++c) {
-                for (long long y = 0; y < size.y; ++y) {
-                    long long const row = c * extent.y + to.y + y;
-                    std::copy_n(src, size.x, values.get() + row * extent.x + to.x);
-                    src += size.x;
-                }
-            }
-        });
-    });
-    return values;
-}
-
 void runRead(ReadOptions const& options) {
     Interrupt interrupt;
     if (options.output.empty() && isatty(STDOUT_FILENO) == 1) {
@@ -65,8 +39,7 @@ void runRead(ReadOptions const& options) {
     source.setCancellationChecker(interrupt);
     if (!options.output.empty()) source.checkIsNot(options.output);
     Image& image = source.getImage();
-    long long const level = options.region.level.value_or(0);
-    Box const region = options.region.getRegion(source, level);
+    Box const region = options.region.getRegion(source);
     Vector const extent = region.getExtent();
     long long const numChannels = image.getNumChannels();
     checkFitsIntoMemory(options.input, static_cast<double>(extent.x) *
@@ -75,8 +48,12 @@ void runRead(ReadOptions const& options) {
 
     std::optional<OutputFile> file;  // made first, so that a bad name costs no time
     if (!options.output.empty()) file.emplace(options.output, interrupt);
-    std::unique_ptr<double[]> const values = readWhole(image, level, region, interrupt);
-    auto const numBytes = static_cast<std::size_t>(extent.prod() * numChannels) * sizeof(double);
+    auto const numValues = static_cast<std::size_t>(extent.prod() * numChannels);
+    // Not cleared beforehand: that would take a while, during which nothing could be interrupted.
+    auto const values = std::make_unique_for_overwrite<double[]>(numValues);
+    PiecewiseFilter(&image, choosePieceExtent(numChannels), interrupt, false)
+        .openRegion(values.get(), options.region.getLevel(), region);
+    std::size_t const numBytes = numValues * sizeof(double);
     if (file) {
         file->write(values.get(), numBytes);
         file->commit();
@@ -94,7 +71,7 @@ void addReadCommand(CLI::App& app) {
         app.add_subcommand("read", "Write the values of a region as raw numbers");
     auto const options = std::make_shared<ReadOptions>();
     addPath(*command, "INPUT", &options->input, inputHelp)->required();
-    options->region.addTo(*command);
+    options->region.addTo(*command, zerosAtBorder, "0 without it");
     addPath(*command, "--output", &options->output, "the file to write, standard output without it")
         ->type_name("FILE");
     command->footer(

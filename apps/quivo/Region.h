@@ -3,65 +3,33 @@
 #include "Arguments.h"
 
 #include <quivo/core/Box.h>
-#include <quivo/image/Image.h>
-#include <quivo/writer/Progress.h>
 
-#include <algorithm>
 #include <optional>
-#include <vector>
+#include <string>
 
 namespace Quivo::tool {
 
 class Source;
 
-/// Which part of an image a subcommand reads: the options --level, --box and --slice.
+/// Which part of an image a subcommand works on: the options --level, --box and --slice.
 struct RegionOptions {
     std::optional<long long> level;
     std::optional<Rectangle> box;
-    long long slice = 0;
+    std::optional<long long> slice;
 
-    /// Adds the options to `app`; this object outlives the parse. Returns --level.
-    CLI::Option* addTo(CLI::App& app);
+    /// Adds the options to `app`; this object outlives the parse. `atBorder` says what happens to a
+    /// box that reaches outside the image, `withoutSlice` what is taken without --slice.
+    void addTo(CLI::App& app, std::string const& atBorder, std::string const& withoutSlice);
 
-    /// The box in the slice, the whole level without one.
+    /// The level, 0 without one.
+    [[nodiscard]] long long getLevel() const noexcept { return level.value_or(0); }
+
+    /// The box in the slice, the whole level without one and the first slice without one.
     /// error: std::runtime_error when the source has no such level or slice.
-    [[nodiscard]] Box getRegion(Source const& source, long long ofLevel) const;
+    [[nodiscard]] Box getRegion(Source const& source) const;
 };
 
-/// Calls `handle(strip)` for consecutive parts of `region` that are `size` long on `axis` (the last
-/// one may be shorter), in ascending order.
-template <typename Handler>
-void forEachStrip(Box const& region, int axis, long long size, Handler handle) {
-    long long const length = region.getExtent()[axis];
-    for (long long from = 0; from < length; from += size) {
-        Box strip = region;
-        strip.min[axis] = region.min[axis] + from;
-        strip.max[axis] = region.min[axis] + std::min(from + size, length) - 1;
-        handle(strip);
-    }
-}
-
-/// Reads a large region in pieces that need little memory and little time each, so that an
-/// interrupt is noticed soon. Bands of `bandHeight` rows are made of pieces of `pieceWidth`
-/// columns. One thread at a time.
-class PieceReader {
-public:
-    PieceReader(Image& image, long long level, CancellationChecker& checker);
-
-    static constexpr long long pieceWidth = 2048;
-
-    [[nodiscard]] long long getBandHeight() const noexcept { return bandHeight_; }
-
-    /// The planar values of the piece, valid until the next call.
-    /// error: CancellationException, and whatever the image throws.
-    [[nodiscard]] double const* read(Box const& piece);
-
-private:
-    Image& image_;
-    long long level_;
-    CancellationChecker& checker_;
-    long long bandHeight_;
-    std::vector<double> values_;
-};
+/// What --help says about a box that reaches outside, where it may.
+inline constexpr char const* zerosAtBorder = "outside the image there is 0";
 
 }  // namespace Quivo::tool

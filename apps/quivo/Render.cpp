@@ -3,12 +3,17 @@
 #include "Interrupt.h"
 #include "Memory.h"
 #include "OutputFile.h"
+#include "Pieces.h"
 #include "Png.h"
 #include "Region.h"
+#include "Selection.h"
 #include "Source.h"
+
+#include <quivo/core/Levels.h>
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -20,18 +25,39 @@ namespace {
 struct RenderOptions {
     std::string input;
     std::string output;
-    long long size = 1024;
+    std::optional<long long> size;
     RegionOptions region;
+    ScaleOptions scale;
 };
 
-/// The first level whose longer side is at most `size`; the last one if there is none.
-long long getLevelOfSize(Image const& image, long long size) {
-    long long level = 0;
-    auto const isLarger = [&] {
-        Vector const extent = image.getExtent(level);
-        return std::max(extent.x, extent.y) > size;
+/// Whether nothing says how large the picture is to be.
+bool isSizeOpen(RenderOptions const& options) {
+    return !options.size && !options.region.level && !options.region.box && !options.scale.factor;
+}
+
+/// Gives the picture exactly `size` pixels on its longer side, or less where there are less.
+/// Returns the level to read.
+long long fitToSize(Selection& selection, long long size, RenderOptions const& options,
+                    CancellationChecker& checker) {
+    auto const getLongerSide = [&](long long level) {
+        Vector const extent = selection.getFrame(level).getExtent();
+        return std::max(extent.x, extent.y);
     };
-    while (level + 1 < image.getNumLevels() && isLarger()) ++level;
+    long long level = 0;
+    long long const lastLevel = selection.getImage().getNumLevels() - 1;
+    while (level < lastLevel && getLongerSide(level + 1) >= size) ++level;
+    if (getLongerSide(level) <= size) return level;
+    // Half a pixel more, so that truncation cannot lose one.
+    auto const getFactor = [&] {
+        return (static_cast<double>(size) + 0.5) / static_cast<double>(getLongerSide(level));
+    };
+    // A side of very few pixels may lose them all, where a finer level leaves one.
+    auto const isTooThin = [&] {
+        Vector const extent = scalePosition(selection.getFrame(level).getExtent(), getFactor());
+        return extent.x < 1 || extent.y < 1;
+    };
+    while (level > 0 && isTooThin()) --level;
+    selection.scale(getFactor(), level, options.scale.cacheSizeMB, checker);
     return level;
 }
 
@@ -59,21 +85,27 @@ int getNumShownChannels(Image const& view) {
     return numChannels == 3 || numChannels == 4 ? static_cast<int>(numChannels) : 1;
 }
 
+/// Writes a region of `view`; `maxBandHeight` rows of it are read at once at most.
 void writePng(OutputFile& file, Image& view, long long level, Box const& region,
-              CancellationChecker& checker) {
+              long long maxBandHeight, CancellationChecker& checker) {
     Vector const extent = region.getExtent();
     int const numChannels = getNumShownChannels(view);
-    PieceReader reader(view, level, checker);
+    Vector const pieceExtent = choosePieceExtent(view.getNumChannels());
     constexpr long long maxBandBytes = 1 << 26;
-    long long const bandHeight =
-        std::clamp(maxBandBytes / (extent.x * numChannels), 1LL, reader.getBandHeight());
+    long long const bandHeight = std::clamp(maxBandBytes / (extent.x * numChannels), 1LL,
+                                            std::min(pieceExtent.y, maxBandHeight));
     std::vector<unsigned char> rows(
         static_cast<std::size_t>(extent.x * numChannels * std::min(bandHeight, extent.y)));
+    std::vector<double> values;
 
     PngWriter png(file, extent.x, extent.y, numChannels);
     forEachStrip(region, 1, bandHeight, [&](Box const& band) {
-        forEachStrip(band, 0, PieceReader::pieceWidth, [&](Box const& piece) {
-            interleave(reader.read(piece), piece.getExtent(), numChannels,
+        forEachStrip(band, 0, pieceExtent.x, [&](Box const& piece) {
+            checker.checkCancelled();
+            auto const count = static_cast<std::size_t>(piece.getSize() * view.getNumChannels());
+            if (values.size() < count) values.resize(count);
+            view.openRegion(values.data(), level, piece);
+            interleave(values.data(), piece.getExtent(), numChannels,
                        rows.data() + (piece.min.x - region.min.x) * numChannels, extent.x);
         });
         for (long long y = 0; y < band.getExtent().y; ++y) {
@@ -84,13 +116,23 @@ void writePng(OutputFile& file, Image& view, long long level, Box const& region,
 }
 
 void runRender(RenderOptions const& options) {
+    if (options.size && options.region.level && !options.region.box) {
+        // A picture of one size needs no level; of a box, the level says what the box means.
+        throw CLI::ExcludesError("--size", "--level without --box");
+    }
     Interrupt interrupt;
     Source source(options.input);
     source.setCancellationChecker(interrupt);
     source.checkIsNot(options.output);
-    Image& view = *source.getImage().getViewableRepresentation();
-    long long const level = options.region.level.value_or(getLevelOfSize(view, options.size));
-    Box const region = options.region.getRegion(source, level);
+    Selection selection(source, options.region, Selection::Border::Zeros);
+    long long level = 0;
+    if (options.scale.factor) {
+        selection.scale(*options.scale.factor, 0, options.scale.cacheSizeMB, interrupt);
+    } else if (options.size || isSizeOpen(options)) {
+        level = fitToSize(selection, options.size.value_or(1024), options, interrupt);
+    }
+    Image& view = *selection.getImage().getViewableRepresentation();
+    Box const region = selection.getFrame(level);
     Vector const extent = region.getExtent();
     if (extent.x > maxPngSide || extent.y > maxPngSide) {
         throw std::runtime_error(options.output + ": a PNG has at most " +
@@ -101,7 +143,7 @@ void runRender(RenderOptions const& options) {
     checkFitsIntoMemory(options.output, static_cast<double>(extent.x) * getNumShownChannels(view) *
                                             numRowsInMemory);
     OutputFile file(options.output, interrupt);
-    writePng(file, view, level, region, interrupt);
+    writePng(file, view, level, region, selection.getBandHeight(), interrupt);
     file.commit();
 }
 
@@ -113,11 +155,16 @@ void addRenderCommand(CLI::App& app) {
     addPath(*command, "INPUT", &options->input, inputHelp)->required();
     addPath(*command, "OUTPUT", &options->output, "the PNG to write, an existing one is replaced")
         ->required();
-    CLI::Option* const size =
-        addInteger(*command, "--size", &options->size, positiveInteger,
-                   "take the first level whose longer side is at most this, 1024 without it");
-    options->region.addTo(*command)->excludes(size);
-    command->footer("Example: quivo render slide.tif preview.png --size 800");
+    options->region.addTo(*command, zerosAtBorder, "0 without it");
+    CLI::Option* const scale = options->scale.addTo(*command);
+    addInteger(
+        *command, "--size", &options->size, positiveInteger,
+        "the pixels on the longer side of the picture, fewer only where there are no more; "
+        "1024 without it, unless --level, --box or --scale is given; with --level only of a --box")
+        ->excludes(scale);
+    command->footer(
+        "Examples: quivo render slide.tif preview.png --size 800\n"
+        "          quivo render slide.tif detail.png --box 5000,3000,2000,1500 --scale 0.3");
     command->callback([options] { runRender(*options); });
 }
 

@@ -64,6 +64,14 @@ bool Source::isLevelStored(long long level) const noexcept {
     return tiff_ && tiff_->isLevelStored(level);
 }
 
+long long Source::countComputedLevels(long long level) const noexcept {
+    long long count = 0;
+    while (tiff_ && count < level && !tiff_->isLevelStored(level - count)) ++count;
+    return count;
+}
+
+bool Source::isInStrips() const noexcept { return tiff_ && !tiff_->isTiled(); }
+
 SampleType Source::getSampleType() const noexcept {
     return tiff_ ? tiff_->getSampleType() : SampleType::U8;
 }

@@ -24,10 +24,19 @@ public:
     explicit Source(std::string const& input);
     ~Source();
 
+    [[nodiscard]] std::string const& getInput() const noexcept { return input_; }
+
     [[nodiscard]] Image& getImage() const noexcept { return *image_; }
 
     /// Whether reading the level computes nothing.
     [[nodiscard]] bool isLevelStored(long long level) const noexcept;
+
+    /// From how many levels below a level of a file is computed; 0 when it is stored or there is no
+    /// file.
+    [[nodiscard]] long long countComputedLevels(long long level) const noexcept;
+
+    /// Whether there is a file whose pixels lie in strips across the whole image.
+    [[nodiscard]] bool isInStrips() const noexcept;
 
     [[nodiscard]] SampleType getSampleType() const noexcept;
 

@@ -70,6 +70,8 @@ std::string toJson(std::string_view text) {
 
 std::string toJson(double value) { return std::isfinite(value) ? toText(value) : "null"; }
 
+std::string toJson(std::optional<double> const& value) { return value ? toJson(*value) : "null"; }
+
 std::string toJson(Vector const& vector) {
     return "[" + std::to_string(vector.x) + "," + std::to_string(vector.y) + "," +
            std::to_string(vector.z) + "]";

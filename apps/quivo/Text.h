@@ -2,6 +2,7 @@
 
 #include <quivo/core/Vector.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,6 +30,9 @@ namespace Quivo::tool {
 
 /// A number of JSON; null for what JSON has no number for.
 [[nodiscard]] std::string toJson(double value);
+
+/// The same; null for nothing, too.
+[[nodiscard]] std::string toJson(std::optional<double> const& value);
 
 /// "[1024,768,1]".
 [[nodiscard]] std::string toJson(Vector const& vector);

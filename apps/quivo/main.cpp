@@ -59,12 +59,13 @@ ExitStatus run(int argc, char** argv) {
     app.footer("Example: quivo info mandelbrot:100000x100000");
     addInfoCommand(app);
     addConvertCommand(app);
+    addMergeCommand(app);
     addRenderCommand(app);
     addReadCommand(app);
     try {
         app.parse(argc, argv);
         if (app.get_subcommands().empty()) {
-            throw CLI::RequiredError("A subcommand (info, convert, render or read)");
+            throw CLI::RequiredError("A subcommand (info, convert, merge, render or read)");
         }
     } catch (CLI::ParseError const& error) {
         bool const asksForHelp = error.get_exit_code() == Success;

@@ -24,7 +24,17 @@ BAD_CALLS = [  # arguments, exit status, a part of the message, why it is wrong
     ("convert grey.tif hard.tif --force", 1, "input", "the input under another name"),
     ("convert grey.tif soft.tif --force", 1, "input", "the input behind a link"),
     ("convert grey.tif keep.tif", 1, "--force", "exists, and nobody said to replace it"),
+    (f"convert {SET} o.tif --scale 1", 2, "--scale", "nothing is enlarged"),
+    (f"convert {SET} o.tif --scale 0.5 --levels source", 2, "--levels", "they fit no pyramid"),
+    ("convert grey.tif o.tif --scale 0.08", 1, "13 x 11", "nothing remains"),
+    ("convert grey.tif o.tif --level 1 --box 6,0,9,9", 1, "6 x 5", "wholly outside"),
+    ("merge o.tif a", 2, "NAME=FILE", "no file"),
+    ("merge o.tif =grey.tif", 2, "NAME=FILE", "no name"),
+    ("merge o.tif a=grey.tif b=stack.tif", 1, "stack.tif: Filter has diff", "two slices"),
+    ("merge o.tif a=grey.tif b=mandelbrot:13x11", 1, "multiple channels", "RGB"),
+    ("merge o.tif a=grey.tif a=grey.tif", 1, "already exists", "the same name twice"),
     (f"render {SET} o.png --size 9 --level 1", 2, "--level", "either says which level"),
+    (f"render {SET} o.png --size 9 --scale 0.5", 2, "--scale", "either says how large"),
     (f"render {SET} o.png --level 9", 1, "0 to 8", "no such level: tell the valid ones"),
     (f"render {SET} o.png --slice 1", 1, "slice 0", "no such slice"),
     ("render mandelbrot:4294967296x2 o.png --level 0", 1, "2147483647", "PNG has 31-bit sides"),
@@ -40,9 +50,10 @@ BAD_CALLS = [  # arguments, exit status, a part of the message, why it is wrong
 def call(*args):
     return subprocess.run([QUIVO, *args], capture_output=True, timeout=120)
 
-def read(image, level=0, box=None):
+def read(image, level=0, box=None, *more):
     """The values of a region and its extent: channels, height, width."""
-    result = call("read", image, "--level", str(level), *(["--box", box] if box else []))
+    result = call("read", image, "--level", str(level), *(["--box", box] if box else []),
+                  *more)
     shape = eval(result.stderr.decode().split("=")[1])
     return list(array.array("d", result.stdout)), (shape[0], shape[2], shape[3])
 
@@ -66,15 +77,18 @@ def decode_png(path):
         samples, above = samples + line, line
     return width, height, n, samples
 
-def write_tiff(path, width, height, code, values):
-    """A file of one strip whose every value is known; `code` is that of the array module."""
-    data = array.array(code, values)
-    size = data.itemsize * len(data)
-    tags = ((256, width), (257, height), (258, 8 * data.itemsize), (259, 1), (262, 1), (273, 8),
-            (277, 1), (278, height), (279, size))
-    entries = b"".join(struct.pack("<HHII", tag, 4, 1, value) for tag, value in tags)
-    Path(path).write_bytes(struct.pack("<2sHI", b"II", 42, 8 + size) + data.tobytes() +
-                           struct.pack("<H", len(tags)) + entries + bytes(4))
+def write_tiff(path, width, height, code, *slices):
+    """A file of 400 pixels per mm, one strip per slice; `code` is that of the array module."""
+    data = struct.pack("<2sHI", b"II", 42, 8)
+    for i, values in enumerate(slices):
+        pixels, at = array.array(code, values), len(data) + 12 * 12 + 6
+        tags = ((256, width), (257, height), (258, 8 * pixels.itemsize), (259, 1), (262, 1),
+                (273, at), (277, 1), (278, height), (279, pixels.itemsize * len(pixels)),
+                (282, 4000), (283, 4000), (296, 3))
+        entries = b"".join(struct.pack("<HHII", tag, 4, 1, value) for tag, value in tags)
+        following = at + tags[8][1] if i + 1 < len(slices) else 0
+        data += struct.pack("<H", 12) + entries + struct.pack("<I", following) + pixels.tobytes()
+    Path(path).write_bytes(data)
 
 def snapshot():
     return {path.name: path.read_bytes() for path in Path().iterdir()}
@@ -85,6 +99,7 @@ class Tool(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         os.chdir(folder.name)
         write_tiff("grey.tif", 13, 11, "H", GREY)
+        write_tiff("stack.tif", 13, 11, "H", GREY, GREY[::-1])
 
     def test_bad_calls_end_with_one_line_and_leave_nothing(self):
         Path("keep.tif").write_text("precious")
@@ -102,10 +117,15 @@ class Tool(unittest.TestCase):
     def test_info_is_json(self):
         info = json.loads(call("info", SET, "--json").stdout)
         self.assertEqual(info.pop("levels"), [{"extent": [700 >> level, 500 >> level, 1],
-                         "voxelSize": [0, 0, 0], "stored": False} for level in range(9)])
+                         "voxelSize": [0, 0, 0], "resolution": None, "stored": False} for level in range(9)])
         self.assertEqual(info, {"extent": [700, 500, 1], "channels": 3, "valueRange": [0, 255],
                                 "channelNames": ["Red", "Green", "Blue"],
-                                "tileExtent": [256, 256, 1]})
+                                "tileExtent": [256, 256, 1], "id": "", "groupId": "",
+                                "areaMM2": None})
+        info = json.loads(call("info", "../" + Path.cwd().name + "/grey.tif", "--json").stdout)
+        self.assertEqual((info["id"], info["groupId"]), ("grey", Path.cwd().name))
+        self.assertEqual([level["resolution"] for level in info["levels"]], [400, 200, 100, 50])
+        self.assertAlmostEqual(info["areaMM2"], 13 * 11 / 400 ** 2, 15)
 
     def test_values_and_picture_of_a_known_file(self):
         part = [GREY[y * 13 + x] if 0 <= x < 13 and y >= 0 else 0
@@ -124,11 +144,59 @@ class Tool(unittest.TestCase):
                 self.assertEqual(read(SET, level, f"{x},{y},{w},{h}"), (part, (3, h, w)))
 
     def test_render_shows_what_read_gives(self):
-        call("render", SET, "set.png", "--size", "400", "--box", "-20,-5,300,280")
+        call("render", SET, "set.png", "--level", "1", "--box", "-20,-5,300,280")
         values, (n, height, width) = read(SET, 1, "-20,-5,300,280")
         size = width * height
         pixels = [int(values[c * size + i] + 0.5) for i in range(size) for c in range(n)]
         self.assertEqual(decode_png("set.png"), (300, 280, 3, pixels))
+
+    def test_render_has_the_size_asked_for(self):
+        for size, box in ((1, None), (3, None), (349, None), (350, None), (351, None), (699, None),
+                          (700, None), (999, None), (97, "-20,-5,301,270"), (301, "0,9,301,270")):
+            w, h = (301, 270) if box else (700, 500)
+            while size > 1 and max(w, h) // 2 >= size: w, h = w // 2, h // 2
+            expected = (size, int(h * (size + 0.5) / w)) if size < w else (w, h)
+            call("render", SET, "o.png", "--size", str(size), *(["--box", box] if box else []))
+            self.assertEqual(decode_png("o.png")[:2], expected, (size, box))
+
+    def test_box_slice_and_scale(self):
+        part = [GREY[::-1][y * 13 + x] for y in range(1, 11) for x in range(3, 13)]
+        call("convert", "stack.tif", "o.tif", "--box", "3,1,99,99", "--slice", "1", "--quiet")
+        self.assertEqual(read("o.tif"), (part, (1, 10, 10)))
+        half = [sum(part[i + j] for j in (0, 1, 10, 11)) / 4
+                for row in range(0, 100, 20) for i in range(row, row + 10, 2)]
+        args = "--box", "3,1,10,10", "--slice", "1", "--scale", "0.5"
+        call("convert", "stack.tif", "o.tif", *args, "--quiet", "--force", "--type", "f64")
+        self.assertEqual(read("o.tif"), (half, (1, 5, 5)))
+        call("render", "stack.tif", "o.png", *args)
+        self.assertEqual(decode_png("o.png"), (5, 5, 1, [int(v / 257 + 0.5) for v in half]))
+        call("convert", "stack.tif", "o.tif", "--level", "1", "--box", "-1,2,4,9", "--force")
+        self.assertEqual(read("o.tif")[0], read("stack.tif", 1, "0,2,3,3")[0])
+        self.assertEqual(read("o.tif", 0, None, "--slice", "1")[0],
+                         read("stack.tif", 1, "0,2,3,3", "--slice", "1")[0])
+
+    def test_scaling_in_pieces(self):
+        steps = [[x + 3 * y for x in range(34)] for y in range(18)]
+        rows = (b"".join(bytes([v]) * 128 for v in row) * 128 for row in steps)
+        write_tiff("steps.tif", 34 * 128, 18 * 128, "B", b"".join(rows))
+        args = "convert steps.tif o.tif --scale 0.0078125 --tile 16 --force --cache-mb".split()
+        for cache in "0", "256":
+            call(*args, cache)
+            self.assertEqual(read("o.tif"), (sum(steps, []), (1, 18, 34)))
+
+    def test_merged_channels_keep_values_and_names(self):
+        write_tiff("b=c.tif", 13, 11, "H", GREY[::-1])
+        names = ["a <&> \"b\"", "\u03bcm"]
+        call("merge", "o.tif", names[0] + "=grey.tif", names[1] + "=b=c.tif")
+        call("convert", "o.tif", "again.tif")
+        for path in "o.tif", "again.tif":
+            info = json.loads(call("info", path, "--json").stdout)
+            self.assertEqual((info["channelNames"], info["valueRange"]), (names, [0, 65535]))
+            self.assertEqual(read(path), (GREY + GREY[::-1], (2, 11, 13)))
+        for old, new in ((b"&lt;", b"&lx;"), (b"</GDAL", b"</GD\0L"), (b"\">a", b"\"<a")):
+            Path("bad.tif").write_bytes(Path("o.tif").read_bytes().replace(old, new))
+            info = json.loads(call("info", "bad.tif", "--json").stdout)
+            self.assertEqual(info["channelNames"], ["", ""])
 
     def test_convert_keeps_values_and_takes_levels_as_told(self):
         v, (_, h, w) = read(SET)

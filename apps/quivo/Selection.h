@@ -1,0 +1,80 @@
+#pragma once
+
+#include "Arguments.h"
+#include "Region.h"
+
+#include <quivo/core/Box.h>
+#include <quivo/image/Image.h>
+#include <quivo/writer/Progress.h>
+
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace Quivo::tool {
+
+class Source;
+
+/// How much a subcommand shrinks what it reads: the options --scale and --cache-mb.
+struct ScaleOptions {
+    std::optional<double> factor;
+    long long cacheSizeMB = 256;
+
+    /// Adds the options to `app`; this object outlives the parse. Returns --scale.
+    CLI::Option* addTo(CLI::App& app);
+};
+
+/// The part of a source that a subcommand works on as an image of its own: a chain of filters that
+/// cut out the box, take the slice and shrink the result, in this order. One thread at a time.
+class Selection {
+public:
+    /// What becomes of a box that reaches outside the image.
+    enum class Border {
+        Zeros,  ///< it keeps its size
+        Cut     ///< it loses what lies outside
+    };
+
+    /// The whole image, all levels and slices, where `region` says nothing.
+    /// error: std::runtime_error when the source has no such level or slice, or when nothing is
+    /// left of a box that is cut.
+    Selection(Source const& source, RegionOptions const& region, Border border);
+
+    /// Shrinks the selection, which is going to be read at `level`. Once. `checker` outlives it.
+    /// error: std::runtime_error when no pixel remains or a single one takes too much memory.
+    void scale(double factor, long long level, long long cacheSizeMB, CancellationChecker& checker);
+
+    /// Prepares for a reader that wants tiles of level 0, row after row.
+    void expectTiles(long long tileSide, long long cacheSizeMB);
+
+    [[nodiscard]] Image& getImage() const noexcept { return *top_; }
+
+    /// Where the box lies in a level of the image, in its first slice: the whole level, unless the
+    /// box keeps its size and reaches outside.
+    [[nodiscard]] Box getFrame(long long level) const;
+
+    /// How many rows of it are best read across the whole width before those below.
+    [[nodiscard]] long long getBandHeight() const noexcept;
+
+    /// Whether reading a level of the image computes nothing.
+    [[nodiscard]] bool isLevelStored(long long level) const noexcept;
+
+private:
+    template <typename F, typename... Arguments>
+    void add(Arguments&&... arguments) {
+        filters_.push_back(std::make_unique<F>(top_, std::forward<Arguments>(arguments)..., false));
+        top_ = filters_.back().get();
+    }
+    void build(CancellationChecker* checker, bool cachesSource, long long cacheSizeMB);
+
+    Source const& source_;
+    long long baseLevel_;
+    std::optional<Box> box_;  ///< in the base level, as given
+    std::optional<long long> slice_;
+    std::optional<double> factor_;
+    Box frame_;  ///< the box in the coordinates of the image before it is shrunk
+    std::vector<std::unique_ptr<Image>> filters_;
+    Image* top_ = nullptr;
+};
+
+}  // namespace Quivo::tool
