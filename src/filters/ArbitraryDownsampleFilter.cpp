@@ -1,6 +1,7 @@
 #include <quivo/filters/ArbitraryDownsampleFilter.h>
 
 #include <quivo/core/Box.h>
+#include <quivo/core/Buffer.h>
 #include <quivo/core/Levels.h>
 
 #include "core/Arithmetic.h"
@@ -38,19 +39,21 @@ Vector ArbitraryDownsampleFilter::getTileExtent() const {
 
 void ArbitraryDownsampleFilter::openRegion(double* dst, long long level, Box const& region) {
     if (region.isEmpty()) return;
+    Box const srcRegion(Vector(detail::firstSourceOf(region.min.x, scaleFactor_),
+                               detail::firstSourceOf(region.min.y, scaleFactor_), region.min.z),
+                        Vector(detail::lastSourceOf(region.max.x, scaleFactor_),
+                               detail::lastSourceOf(region.max.y, scaleFactor_), region.max.z));
+    long long const numChannels = getSource()->getNumChannels();
+    Buffer<double> scratch(srcRegion, level, numChannels);
+    getSource()->openRegion(scratch.getPtr(0), level, srcRegion);
+
     detail::AreaWeights const columns(region.min.x, region.max.x, scaleFactor_);
     detail::AreaWeights const rows(region.min.y, region.max.y, scaleFactor_);
-    Box const srcRegion(Vector(columns.getFirstSource(), rows.getFirstSource(), region.min.z),
-                        Vector(columns.getLastSource(), rows.getLastSource(), region.max.z));
     Vector const srcExtent = srcRegion.getExtent();
     Vector const dstExtent = region.getExtent();
-    long long const numChannels = getSource()->getNumChannels();
-
-    std::vector<double> scratch(detail::elementCount(srcExtent, numChannels, sizeof(double)));
-    getSource()->openRegion(scratch.data(), level, srcRegion);
     std::vector<double> line(static_cast<std::size_t>(dstExtent.x));
     for (long long plane = 0; plane < numChannels * dstExtent.z; ++plane) {
-        detail::averageByArea(scratch.data() + plane * srcExtent.x * srcExtent.y,
+        detail::averageByArea(scratch.getPtr(0) + plane * srcExtent.x * srcExtent.y,
                               dst + plane * dstExtent.x * dstExtent.y, columns, rows, line.data());
     }
 }

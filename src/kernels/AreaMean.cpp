@@ -23,20 +23,29 @@ double overlapOf(long long source, long long pixel, double factor) {
     return startPixel + 1.0 == wanted ? factor - inStartPixel : 0.0;
 }
 
-long long sourceOf(long long pixel, double factor) {
+}  // namespace
+
+long long firstSourceOf(long long pixel, double factor) noexcept {
     return truncated(static_cast<double>(pixel) / factor);
 }
 
-}  // namespace
+long long lastSourceOf(long long pixel, double factor) noexcept {
+    return truncated((static_cast<double>(pixel) + 1.0) / factor);
+}
 
 AreaWeights::AreaWeights(long long first, long long last, double factor)
-    : firstSource_(sourceOf(first, factor)), lastSource_(sourceOf(wrappingAdd(last, 1), factor)) {
+    : firstSource_(firstSourceOf(first, factor)), lastSource_(lastSourceOf(last, factor)) {
     ends_.push_back(0);
-    for (long long pixel = first; pixel <= last; ++pixel) {
-        long long const end = sourceOf(pixel + 1, factor);
-        for (long long source = sourceOf(pixel, factor); source <= end; ++source) {
-            double const overlap = overlapOf(source, pixel, factor);
-            if (overlap >= smallestOverlap) weights_.push_back({source - firstSource_, overlap});
+    // Counted from 0, because pixels may end where 64 bits end.
+    for (long long i = 0; i <= last - first; ++i) {
+        long long const pixel = first + i;
+        long long const begin = firstSourceOf(pixel, factor);
+        long long const numSources = lastSourceOf(pixel, factor) - begin + 1;
+        for (long long source = 0; source < numSources; ++source) {
+            double const overlap = overlapOf(begin + source, pixel, factor);
+            if (overlap >= smallestOverlap) {
+                weights_.push_back({begin - firstSource_ + source, overlap});
+            }
         }
         ends_.push_back(static_cast<std::ptrdiff_t>(weights_.size()));
     }

@@ -4,11 +4,16 @@
 
 namespace Quivo::detail {
 
+/// The first and the last of the source pixels that a destination pixel uses: trunc(pixel / factor)
+/// and trunc((pixel + 1) / factor), as far as 64 bits go.
+[[nodiscard]] long long firstSourceOf(long long pixel, double factor) noexcept;
+[[nodiscard]] long long lastSourceOf(long long pixel, double factor) noexcept;
+
 /// Which source pixels make up each of a run of destination pixels along one axis, and with what
 /// weight: source pixel q, `factor` (below 1) destination pixels wide, starts at q * factor.
 ///
-/// Destination pixel d uses the source pixels trunc(d / factor) ... trunc((d + 1) / factor), so its
-/// weights depend on d alone and not on where the run begins. Overlaps below 1e-12 count as none.
+/// A destination pixel uses `firstSourceOf` ... `lastSourceOf` it, so its weights depend on nothing
+/// else, not on where the run begins either. Overlaps below 1e-12 count as none.
 class AreaWeights {
 public:
     struct Weight {
@@ -16,7 +21,7 @@ public:
         double overlap;    ///< in destination pixels
     };
 
-    /// The weights of the destination pixels `first` ... `last`.
+    /// The weights of the destination pixels `first` ... `last`, at least one.
     AreaWeights(long long first, long long last, double factor);
 
     [[nodiscard]] long long getFirstSource() const noexcept { return firstSource_; }

@@ -22,7 +22,7 @@ std::size_t computeCapacity(long long cacheSizeMB, double valuesPerTile) {
     double const tiles = static_cast<double>(cacheSizeMB) * 1048576.0 / (valuesPerTile * 8);
     // Also for tiles without values, where this is no number at all.
     if (!(tiles < 0x1p63)) return unlimited;
-    return std::max(static_cast<std::size_t>(tiles), std::size_t{1});
+    return static_cast<std::size_t>(std::max(tiles, 1.0));
 }
 
 /// How many tiles cover an axis, as a quotient of doubles rounded up.

@@ -30,6 +30,12 @@ using Writer = ImageWriter;
 using Proxy = ImageWriter::DownsampleOrProxy;
 using Monitor = ProgressMonitor;
 
+// What a derived class appends comes after everything that its base has.
+template <typename Base>
+struct Past : Base {
+    virtual void next();
+};
+
 TEST(VirtualOrder, StaysAsItIs) {
     EXPECT_TRUE(areConsecutiveFrom(
         2, &Image::getURL, &Image::getExtent, &Image::getNumChannels, &Image::getNumLevels,
@@ -55,6 +61,9 @@ TEST(VirtualOrder, StaysAsItIs) {
                                    &Monitor::increase, &Monitor::update, &Monitor::getProgress,
                                    &Monitor::progressChanged));
     EXPECT_TRUE(areConsecutiveFrom(0, &CancellationChecker::checkCancelled));
+    EXPECT_TRUE(
+        areConsecutiveFrom(16, &CachedImage::openTileRegionToPosition, &Past<CachedImage>::next));
+    EXPECT_TRUE(areConsecutiveFrom(2, &Past<ChannelBank>::next));  // after its destructor
 }
 
 // Handlers of ordinary errors do not swallow a cancellation.

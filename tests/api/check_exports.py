@@ -2,16 +2,20 @@
 import subprocess
 import sys
 
-POLYMORPHIC = """BufferImage<double>; BufferImage<unsigned char>; CancellationChecker; Filter;
-GenericImagePyramid; GenericTileLoader<double>; GenericTileLoader<unsigned char>;
-GenericTileLoader<unsigned int>; GenericTileLoader<unsigned short>; Image; ImagePyramid<double>;
-ImagePyramid<unsigned char>; ImageWriter; ImageWriter::DownsampleOrProxy; InvariableImage;
-ProgressMonitor; ScaleFilter; TileImage; TileImage::TileImageGenericTileLoaderDouble"""
-OTHERS = """Buffer<double>::Buffer; Buffer<long long>::Buffer; DisplayView::get; Vector::toString[abi:cxx11];
-check; computeNumPyramidLevels; convertToLevel; downsampleBuffer;
-downsampleBufferIntermediateLevel; getDownsamplingSrcRegionFromDstRegion; getThumbnailLevel; pow2;
-scalePosition; scaleRegion"""
-INTERNAL = ["PositionIterator", "downsampleBufferFullLevel", "copyImageBuffer", "Quivo::detail::"]
+POLYMORPHIC = """ArbitraryDownsampleFilter; BufferImage<double>; BufferImage<unsigned char>;
+CachedImage; CancellationChecker; ChannelBank; Filter; GenericImagePyramid;
+GenericTileLoader<double>; GenericTileLoader<unsigned char>; GenericTileLoader<unsigned int>;
+GenericTileLoader<unsigned short>; Image; ImagePyramid<double>; ImagePyramid<unsigned char>;
+ImageWriter; ImageWriter::DownsampleOrProxy; InvariableImage; ProgressMonitor; ScaleFilter;
+SliceFilter; SubImageFilter; TileImage; TileImage::TileImageGenericTileLoaderDouble"""
+OTHERS = """Buffer<double>::Buffer; Buffer<long long>::Buffer; DisplayView::get; Lock::Lock;
+LockGuard::LockGuard; SharedLockGuard::SharedLockGuard; Vector::toString[abi:cxx11]; check;
+computeAreaInMM2; computeNumPyramidLevels; convertFromUtf8ToUtf16; convertHSVToRGB;
+convertRGBToHSV; convertToLevel; downsampleBuffer; downsampleBufferIntermediateLevel;
+fstream_open_utf8; getDownsamplingSrcRegionFromDstRegion; getFilesInDir; getResolutionLevel;
+getThumbnailLevel; isNetworkPath; pow2; scalePosition; scaleRegion; str[abi:cxx11]; urlEncode"""
+INTERNAL = ["PositionIterator", "downsampleBufferFullLevel", "copyImageBuffer", "strTempl",
+            "Quivo::detail::"]
 
 nm, library = sys.argv[1:]
 listing = subprocess.run([nm, "-DC", "--defined-only", library], check=True, text=True,

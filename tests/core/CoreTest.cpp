@@ -1,8 +1,9 @@
 #include <quivo/core/Buffer.h>
 #include <quivo/core/Levels.h>
+#include <quivo/core/Resolution.h>
 #include <quivo/image/ImagePyramid.h>
 
-#include "support/Voxels.h"
+#include "support/Probe.h"
 
 #include <limits>
 #include <numeric>
@@ -156,6 +157,18 @@ TEST(Buffer, SizesThatOverflowThrow) {
     }
     EXPECT_THROW(ImagePyramid<unsigned char>(Vector(big, big, 1), 1), std::bad_alloc);
     EXPECT_THROW(ImagePyramid<double>(Vector(big, 1LL << 29, 1), 1), std::bad_alloc);
+}
+
+TEST(Resolution, IsThatOfVoxelsInNanometres) {
+    ProbeImage image;
+    std::pair<double, long long> const cases[] = {
+        {4000, 0},   {1500, 1},   {1000, 2}, {3000, 0},      {8000, 0},
+        {12000, -1}, {40000, -1}, {0, 0},    {0.0 / 0.0, 0}, {1e-320, maxValue}};
+    for (auto const& [resolution, level] : cases)
+        EXPECT_EQ(getResolutionLevel(image, resolution), level) << resolution;
+    EXPECT_EQ(computeAreaInMM2(1000, image, 0) / computeAreaInMM2({8, 5, 3}, image, 1), 6250);
+    EXPECT_TRUE(isValidImagePos(image, {5, 3, 1}, 1) && !isValidImagePos(image, {5, 4, 1}, 1));
+    EXPECT_EQ(getResolutionAtLevel(image, 2), 1000.0);
 }
 
 }  // namespace Quivo::Testing

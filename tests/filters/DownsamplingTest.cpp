@@ -1,6 +1,7 @@
+#include <quivo/filters/ArbitraryDownsampleFilter.h>
 #include <quivo/filters/Downsampling.h>
 
-#include "support/Voxels.h"
+#include "support/Probe.h"
 
 #include <cmath>
 #include <limits>
@@ -17,11 +18,6 @@ Values shrink(Kernel* kernel, Values const& source, Vector const& srcExtent, Box
            dstRegion.min);
     (void)src.take();  // for its guards
     return dst.take();
-}
-
-void expectNear(Values const& actual, Values const& expected) {
-    ASSERT_EQ(actual.size(), expected.size());
-    for (std::size_t i = 0; i < actual.size(); ++i) ASSERT_NEAR(actual[i], expected[i], 1e-12) << i;
 }
 
 /// Every source pixel is a square of edge `factor` in the destination grid; every destination value
@@ -83,17 +79,12 @@ TEST(Downsampling, PiecesEqualTheWholeAndConstantsStay) {
                               region, factor, 2);
             };
             Box const whole(position, position + Vector(11, 7, 1));
-            Vector const e = whole.getExtent();
             Values const all = compute(whole, noiseAt);
-            auto const inWhole = [&](long long c, Vector const& p) {
-                Vector const at = p - position + Vector(0, 0, c * e.z);
-                return all[static_cast<std::size_t>(at.dot(e.getStrides()))];
-            };
             RandomBoxes boxes(whole);
             for (int i = 0; i < 12; ++i) {
                 Box const piece = boxes.next();
                 if (!piece.isEmpty())
-                    expectNear(compute(piece, noiseAt), pixelByPixel(2, piece, inWhole));
+                    expectNear(compute(piece, noiseAt), pieceOf(all, whole, piece));
             }
             expectNear(compute(whole, [](auto...) { return 3.0; }), Values(all.size(), 3.0));
         }
@@ -136,6 +127,47 @@ TEST(Downsampling, RefusesBeforeItWrites) {
     }
     for (double factor : {0.3, 0.5, 0.7})  // no channels, nothing to write
         shrink(downsampleBuffer, source, {4, 4, 2}, Box(Vector(4, 4, 2)), factor, 0);
+}
+
+TEST(ArbitraryDownsampleFilter, PiecesEqualTheWholeToTheBitAndIsTheMeanUnderEachPixel) {
+    for (double factor : {0.75, 0.5, 0.3, 0.7, 1.0 / 3, 0.999, 0.01, 0.8, 0.3183098861837907}) {
+        for (Vector const at : {Vector(0), Vector(-8, -5, -1), Vector(97, 41, 3)}) {
+            auto const under = [factor](long long x) {
+                return static_cast<long long>(static_cast<double>(x) / factor);
+            };
+            Box const whole(at, at + Vector(factor < 0.1 ? 2 : 14, 3, 1)),
+                src({under(at.x), under(at.y), at.z},
+                    {under(whole.max.x + 1), under(whole.max.y + 1), whole.max.z});
+            ProbeImage source;  // noise everywhere, also at negative positions
+            source.valueOf = [](long long, auto... position) { return noiseAt(position...); };
+            ArbitraryDownsampleFilter filter(&source, factor, false);
+            Values const all = read(filter, 1, whole), noise = read(source, 1, src);
+            EXPECT_EQ(source.reads[0], source.reads[1]);
+            Values const mean = coverByCover(noise, src.min, src.getExtent(), whole, factor);
+            if (at.x >= 0 || factor == 0.5) expectNear(all, mean);
+            EXPECT_TRUE((factor != 0.5 && (factor != 0.75 || at.x < 0)) || all == mean);
+            RandomBoxes boxes(whole);
+            for (int i = 0; i < 12; ++i) {
+                Box const piece = boxes.next();
+                ASSERT_EQ(read(filter, 1, piece), pieceOf(all, whole, piece)) << factor;
+            }
+        }
+    }
+}
+
+TEST(ArbitraryDownsampleFilter, ScalesWhatItSaysOfItself) {
+    int deletions = 0;
+    for (double bad : {0.0, 1.0, -0.5, 2.0, 0.0 / 0.0}) {
+        auto const make = [&] { ArbitraryDownsampleFilter(new ProbeImage(&deletions), bad, true); };
+        EXPECT_EQ(errorOf(make), "Scale Factor is not between 0 and 1");
+    }
+    EXPECT_EQ(deletions, 5);
+    ProbeImage source;
+    source.extent = source.tileExtent = {1000, 600, 3};
+    ArbitraryDownsampleFilter filter(&source, 0.3, false);
+    EXPECT_EQ((std::vector{filter.getExtent(1), filter.getVoxelSize(1), filter.getTileExtent()}),
+              (std::vector{Vector(150, 90, 3), Vector(1666, 1600, 9), Vector(300, 180, 3)}));
+    EXPECT_EQ(filter.getNumLevels(), 8) << "its own, not the source's 3";
 }
 
 }  // namespace Quivo::Testing

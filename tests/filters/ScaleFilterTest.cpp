@@ -1,4 +1,6 @@
 #include <quivo/filters/ScaleFilter.h>
+#include <quivo/filters/SliceFilter.h>
+#include <quivo/tiles/CachedImage.h>
 
 #include "support/Probe.h"
 
@@ -26,16 +28,21 @@ TEST(Filter, PassesEveryQuestionOn) {
 TEST(Filter, DeletesItsSourceExactlyWhenItOwnsIt) {
     // One filter with a view; the constructors of a scale; a chain; a constructor that fails when
     // it had taken the source already.
-    std::vector<std::function<void(ProbeImage*, bool)>> const uses = {
+    std::vector<std::function<void(ProbeImage*, bool)>> uses = {
         [](auto* image, bool owned) { Filter(image, owned).getViewableRepresentation(); },
         [](auto* image, bool owned) { ScaleFilter(image, 2.0, true, owned); },
         [](auto* image, bool owned) { ScaleFilter(image, ValueRange(0.0, 1.0), true, owned); },
         [](auto* image, bool owned) { Filter(new Filter(image, owned), true); },
         [](auto* image, bool owned) {
-            image->rangeReadsBeforeFailure = 0;
+            image->answersBeforeFailure = 0;
             EXPECT_ANY_THROW(ScaleFilter(image, ValueRange(0.0, 1.0), true, owned));
         },
     };
+    for (int answers : {0, 1, 2, 3, 4})  // stamp, tile extent, extent, channels, none
+        uses.emplace_back([answers](auto* image, bool owned) {
+            image->answersBeforeFailure = answers;
+            EXPECT_EQ(errorOf([&] { CachedImage(image, 1, owned); }) == "", answers == 4);
+        });
     for (std::size_t i = 0; i < uses.size(); ++i) {
         int deletions = 0;
         uses[i](new ProbeImage(&deletions), true);
@@ -72,6 +79,36 @@ TEST(ScaleFilter, TakesItsMapFromTheRangeAtConstruction) {
     probe.range = {10.0, 0.0};
     EXPECT_EQ(mapped.getValueRange(), ValueRange(-39.5, -40.0))
         << "neither followed, put in order nor rounded";
+}
+
+TEST(SubImageFilter, ReadsAnyBoxOrSliceLikeAPixelByPixelReader) {
+    ProbeImage source;
+    source.extent = {40, 30, 4};
+    SubImageFilter filter(&source, {}, 0, false);
+    RandomBoxes bounds(Box({-9, -9, -2}, {45, 35, 5})), regions(Box({-5, -5, -2}, {25, 25, 4}));
+    for (long long i = 0; i < 300; ++i) {
+        Box const wanted = bounds.next(), region = regions.next();
+        long long const base = std::min(i % 6 - 1, 2LL), level = i % 4;
+        Vector const steps(1LL << level, 1LL << level, 1);
+        Box const all(source.getExtent(base));
+        Box box = wanted.isEmpty() ? all : wanted.intersected(all);
+        if (box.isEmpty()) box = Box();
+        filter.setSubImageBounds(wanted, i % 6 - 1);
+        EXPECT_EQ(filter.getExtent(level) + filter.getVoxelSize(1),
+                  box.getExtent() / steps + source.getVoxelSize(1 + base));
+        auto const expected = [&](long long c, Vector const& p) {
+            if (!Box(box.getExtent() / steps).contains(p)) return 0.0;
+            return source.valueAt(level + base, c, p + box.min / steps);
+        };
+        ASSERT_EQ(read(filter, level, region), pixelByPixel(2, region, expected)) << i;
+    }
+    EXPECT_EQ(SubImageFilter(&source, {}, 0, false).getNumLevels(), 5) << "not the source's 3";
+
+    SliceFilter slice(&source, 3, false), none(&source, 4, false);
+    EXPECT_EQ(read(slice, 1, {{-1, 3, -1}, {0, 3, 0}})[3], source.valueAt(1, 0, {0, 3, 3}));
+    EXPECT_EQ(slice.getURL() + slice.getId() + slice.getGroupId(), "3id");
+    EXPECT_EQ(slice.getSliceName(0) + slice.getSliceName(1), "slice 3");
+    EXPECT_EQ(slice.getExtent(0) + none.getExtent(0), Vector(40, 30, 1));
 }
 
 }  // namespace Quivo::Testing

@@ -104,8 +104,8 @@ TEST(DisplayView, MapsAnyOtherRangeOntoBytes) {
     for (int readsBeforeFailure : {0, 1}) {  // asked by the rule, then by the view in the making
         ProbeImage probe;
         DisplayView retried;
-        probe.rangeReadsBeforeFailure = readsBeforeFailure;
-        EXPECT_EQ(errorOf([&] { (void)retried.get(probe); }), "no range");
+        probe.answersBeforeFailure = readsBeforeFailure;
+        EXPECT_EQ(errorOf([&] { (void)retried.get(probe); }), "no answer");
         probe.range = {0.0, 255.0};
         EXPECT_EQ(retried.get(probe), &probe) << "no view was kept";
     }

@@ -98,6 +98,20 @@ auto pixelByPixel(long long numChannels, Box const& region, ValueOf valueOf) {
     return values;
 }
 
+/// The values of `piece` among those of `whole`, around it.
+inline Values pieceOf(Values const& all, Box const& whole, Box const& piece) {
+    Vector const e = whole.getExtent();
+    return pixelByPixel(std::ssize(all) / e.prod(), piece, [&](long long c, Vector const& p) {
+        Vector const at = p - whole.min + Vector(0, 0, c * e.z);
+        return all[static_cast<std::size_t>(at.dot(e.getStrides()))];
+    });
+}
+
+inline void expectNear(Values const& actual, Values const& expected) {
+    ASSERT_EQ(actual.size(), expected.size());
+    for (std::size_t i = 0; i < actual.size(); ++i) ASSERT_NEAR(actual[i], expected[i], 1e-12) << i;
+}
+
 /// A value in [-1, 1) that looks random but depends on nothing but channel and position.
 inline double noiseAt(long long c, Vector const& p) {
     auto const mixed = static_cast<unsigned>(p.dot({7919, 104729, 1299709}) + c * 15485863);
