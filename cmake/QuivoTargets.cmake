@@ -37,6 +37,8 @@ function(quivo_install library)
                                    COMPATIBILITY SameMajorVersion)
   install(FILES ${PROJECT_BINARY_DIR}/${library}Config.cmake
                 ${PROJECT_BINARY_DIR}/${library}ConfigVersion.cmake DESTINATION ${package_dir})
+  # From lib/pkgconfig, or lib/ARCHITECTURE/pkgconfig, up to the prefix, wherever that is moved.
+  string(REGEX REPLACE "[^/]+" ".." up_to_prefix "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
   configure_file(${QUIVO_CMAKE_DIR}/${library}.pc.in ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${library}.pc
           DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
