@@ -1,9 +1,9 @@
 #include <quivo/writer/ImageWriter.h>
 
+#include <quivo/core/Buffer.h>
 #include <quivo/core/Levels.h>
 #include <quivo/image/Image.h>
 
-#include "core/Arithmetic.h"
 #include "kernels/Mean.h"
 
 namespace Quivo {
@@ -50,10 +50,9 @@ void ImageWriter::DownsampleOrProxy::openRegion(double* dst, long long level, Bo
     Vector const twice(2, 2, 1);
     Box const srcRegion(region.min * twice, region.max * twice + Vector(1, 1, 0));
     long long const numChannels = image_->getNumChannels();
-    std::vector<double> scratch(
-        detail::elementCount(srcRegion.getExtent(), numChannels, sizeof(double)));
-    singleLevelImage_->openRegion(scratch.data(), singleLevelImageLevel_, srcRegion);
-    downsampleBufferFullLevel<double, double>(scratch.data(), dst, srcRegion.getExtent(),
+    Buffer<double> scratch(srcRegion, singleLevel_, numChannels);
+    singleLevelImage_->openRegion(scratch.getPtr(0), singleLevelImageLevel_, srcRegion);
+    downsampleBufferFullLevel<double, double>(scratch.getPtr(0), dst, srcRegion.getExtent(),
                                               numChannels, 1);
 }
 

@@ -159,8 +159,8 @@ void PageDecoder::decodeTile(PageInfo const& page, TiffHandle& tiff, long long x
                              Block& block) {
     Presenter presenter(page, block);
     Bytes decoded(static_cast<std::size_t>(TIFFTileSize(tiff.get())));
-    auto const numPlanes = page.isSeparate ? page.storedSamples : 1;
-    auto const samplesPerPlane = page.isSeparate ? 1 : page.storedSamples;
+    auto const numPlanes = page.getNumPlanes();
+    auto const samplesPerPlane = page.getSamplesPerPlane();
     auto const expected = page.storedBlockWidth * page.storedBlockHeight * samplesPerPlane *
                           getSampleBytes(page.storedType);
     tiff.check(static_cast<long long>(decoded.size()) == expected, "tiles of an unexpected size");
@@ -184,8 +184,8 @@ void PageDecoder::decodeTile(PageInfo const& page, TiffHandle& tiff, long long x
 void PageDecoder::decodeStrips(PageInfo const& page, TiffHandle& tiff, long long y, Block& block) {
     Presenter presenter(page, block);
     Bytes decoded(static_cast<std::size_t>(TIFFStripSize(tiff.get())));
-    auto const numPlanes = page.isSeparate ? page.storedSamples : 1;
-    auto const samplesPerPlane = page.isSeparate ? 1 : page.storedSamples;
+    auto const numPlanes = page.getNumPlanes();
+    auto const samplesPerPlane = page.getSamplesPerPlane();
     auto const rowBytes = page.width * samplesPerPlane * getSampleBytes(page.storedType);
     auto const firstRow = y * page.blockHeight;
     for (long long plane = 0; plane < numPlanes; ++plane) {
@@ -240,7 +240,7 @@ void PageDecoder::decodeRows(PageInfo const& page, long long y, Block& block,
     // Such strips can only be decoded from their first row on, so one thread at a time goes on
     // where the last one stopped.
     std::lock_guard const lock(rowsMutex_);
-    auto const numPlanes = page.isSeparate ? page.storedSamples : 1;
+    auto const numPlanes = page.getNumPlanes();
     for (long long plane = 0; plane < numPlanes; ++plane) {
         try {
             readRows(page, plane, y * page.blockHeight, block, checker);
@@ -261,7 +261,7 @@ void PageDecoder::readRows(PageInfo const& page, long long plane, long long firs
     }
     RowReader& reader = rowReaders_[key];
     if (!reader.tiff) reader.tiff = open(page, true, &reader.stream);
-    auto const samplesPerPlane = page.isSeparate ? 1 : page.storedSamples;
+    auto const samplesPerPlane = page.getSamplesPerPlane();
     auto const rowBytes = page.width * samplesPerPlane * getSampleBytes(page.storedType);
     reader.tiff->check(TIFFScanlineSize(reader.tiff->get()) == rowBytes,
                        "rows of an unexpected size");

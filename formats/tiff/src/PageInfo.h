@@ -64,6 +64,13 @@ struct PageInfo {
     /// The facts of the handle's current directory.
     explicit PageInfo(TiffHandle& tiff);
 
+    /// How a decoded tile, strip or row holds the stored samples: one plane of them all, or one of
+    /// each.
+    [[nodiscard]] long long getNumPlanes() const noexcept { return isSeparate ? storedSamples : 1; }
+    [[nodiscard]] long long getSamplesPerPlane() const noexcept {
+        return isSeparate ? 1 : storedSamples;
+    }
+
     /// Whether two pages hold slices (or levels) of one image.
     [[nodiscard]] bool hasPixelsLike(PageInfo const& other) const noexcept;
 
