@@ -1,5 +1,6 @@
 #pragma once
 
+#include <quivo/core/Box.h>
 #include <quivo/core/Vector.h>
 
 #include <cmath>
@@ -38,6 +39,16 @@ namespace Quivo::detail {
     tooLarge |= static_cast<std::size_t>(count) > maxBytes / elementSize;
     if (tooLarge) throw std::bad_array_new_length();
     return static_cast<std::size_t>(count);
+}
+
+/// The number of elements in `numChannels` planes over `bounds`.
+/// error: as above, also when an axis of `bounds` is longer than 64 bits can say.
+[[nodiscard]] inline std::size_t elementCount(Box const& bounds, long long numChannels,
+                                              std::size_t elementSize) {
+    Vector const extent = bounds.getExtent();
+    bool const wraps = !bounds.isEmpty() && (extent.x < 1 || extent.y < 1 || extent.z < 1);
+    if (wraps) throw std::bad_array_new_length();
+    return elementCount(extent, numChannels, elementSize);
 }
 
 }  // namespace Quivo::detail

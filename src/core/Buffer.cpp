@@ -2,34 +2,19 @@
 
 #include "core/Arithmetic.h"
 
-#include <new>
-
 namespace Quivo {
-
-namespace {
-
-/// error: as `detail::elementCount`, also when an axis of `bounds` is longer than 64 bits can say.
-template <typename T>
-std::size_t countElements(Box const& bounds, long long numChannels) {
-    Vector const extent = bounds.getExtent();
-    bool const wraps = !bounds.isEmpty() && (extent.x < 1 || extent.y < 1 || extent.z < 1);
-    if (wraps) throw std::bad_array_new_length();
-    return detail::elementCount(extent, numChannels, sizeof(T));
-}
-
-}  // namespace
 
 template <typename T>
 Buffer<T>::Buffer(Box const& bounds, long long level, long long numChannels)
     : bounds_(bounds),
       level_(level),
       numChannels_(numChannels),
-      data_(countElements<T>(bounds, numChannels)) {}
+      data_(detail::elementCount(bounds, numChannels, sizeof(T))) {}
 
 template <typename T>
 Buffer<T>::Buffer(T* data, Box const& bounds, long long level, long long numChannels)
     : bounds_(bounds), level_(level), numChannels_(numChannels) {
-    auto const count = countElements<T>(bounds, numChannels);
+    auto const count = detail::elementCount(bounds, numChannels, sizeof(T));
     if (count > 0) data_.assign(data, data + count);
 }
 

@@ -1,13 +1,12 @@
 #include <quivo/filters/ArbitraryDownsampleFilter.h>
 
 #include <quivo/core/Box.h>
-#include <quivo/core/Buffer.h>
 #include <quivo/core/Levels.h>
 
 #include "core/Arithmetic.h"
 #include "kernels/AreaMean.h"
 
-#include <vector>
+#include <memory>
 
 namespace Quivo {
 
@@ -44,17 +43,20 @@ void ArbitraryDownsampleFilter::openRegion(double* dst, long long level, Box con
                         Vector(detail::lastSourceOf(region.max.x, scaleFactor_),
                                detail::lastSourceOf(region.max.y, scaleFactor_), region.max.z));
     long long const numChannels = getSource()->getNumChannels();
-    Buffer<double> scratch(srcRegion, level, numChannels);
-    getSource()->openRegion(scratch.getPtr(0), level, srcRegion);
-
-    detail::AreaWeights const columns(region.min.x, region.max.x, scaleFactor_);
-    detail::AreaWeights const rows(region.min.y, region.max.y, scaleFactor_);
     Vector const srcExtent = srcRegion.getExtent();
     Vector const dstExtent = region.getExtent();
-    std::vector<double> line(static_cast<std::size_t>(dstExtent.x));
+    long long const srcPlane = srcExtent.x * srcExtent.y;
+    long long const dstPlane = dstExtent.x * dstExtent.y;
+    // The source fills all of it: no zeros beforehand.
+    auto const scratch = std::make_unique_for_overwrite<double[]>(
+        detail::elementCount(srcRegion, numChannels, sizeof(double)));
+    getSource()->openRegion(scratch.get(), level, srcRegion);
+
+    auto const columns = detail::AreaWeights::ofPixels(region.min.x, region.max.x, scaleFactor_);
+    auto const rows = detail::AreaWeights::ofPixels(region.min.y, region.max.y, scaleFactor_);
     for (long long plane = 0; plane < numChannels * dstExtent.z; ++plane) {
-        detail::averageByArea(scratch.getPtr(0) + plane * srcExtent.x * srcExtent.y,
-                              dst + plane * dstExtent.x * dstExtent.y, columns, rows, line.data());
+        detail::averageByArea(scratch.get() + plane * srcPlane, srcExtent.x, dst + plane * dstPlane,
+                              columns, rows);
     }
 }
 

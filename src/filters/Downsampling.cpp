@@ -3,7 +3,7 @@
 #include <quivo/core/Levels.h>
 
 #include "core/Arithmetic.h"
-#include "kernels/AreaStep.h"
+#include "kernels/AreaMean.h"
 #include "kernels/Mean.h"
 
 #include <cmath>
@@ -71,15 +71,16 @@ void downsampleBufferIntermediateLevel(double* src, double* dst, Vector const& s
     };
     if (numChannels < 1 || dstExtent.x < 1 || dstExtent.y < 1) return;
 
-    detail::AreaShares const columns(srcExtent.x, dstExtent.x, factor,
-                                     phase(dstPosition.x, origin.x));
-    detail::AreaShares const rows(srcExtent.y, dstExtent.y, factor, phase(dstPosition.y, origin.y));
-    std::vector<double> line(static_cast<std::size_t>(dstExtent.x));
+    using detail::AreaWeights;
+    auto const columns =
+        AreaWeights::ofShares(srcExtent.x, dstExtent.x, factor, phase(dstPosition.x, origin.x));
+    auto const rows =
+        AreaWeights::ofShares(srcExtent.y, dstExtent.y, factor, phase(dstPosition.y, origin.y));
     long long const srcPlane = srcExtent.x * srcExtent.y;
     long long const dstPlane = dstExtent.x * dstExtent.y;
     for (long long plane = 0; plane < numChannels * srcExtent.z; ++plane) {
-        detail::resampleByArea(src + plane * srcPlane, dst + plane * dstPlane, columns, rows,
-                               line.data());
+        detail::averageByArea(src + plane * srcPlane, srcExtent.x, dst + plane * dstPlane, columns,
+                              rows);
     }
 }
 

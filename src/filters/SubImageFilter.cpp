@@ -2,35 +2,11 @@
 
 #include <quivo/core/Levels.h>
 
+#include "core/Planes.h"
+
 #include <algorithm>
 
 namespace Quivo {
-
-namespace {
-
-/// Zeroes everything in a planar block over `region` that lies outside an image of extent `extent`.
-void zeroOutside(double* dst, Box const& region, Vector const& extent, long long numChannels) {
-    Box const inside = Box(extent).intersected(region);
-    Vector const e = region.getExtent();
-    auto const isInside = [&](long long y, long long z) {
-        return !inside.isEmpty() && y >= inside.min.y && y <= inside.max.y && z >= inside.min.z &&
-               z <= inside.max.z;
-    };
-    for (long long c = 0; c < numChannels; ++c) {
-        for (long long z = region.min.z; z <= region.max.z; ++z) {
-            for (long long y = region.min.y; y <= region.max.y; ++y, dst += e.x) {
-                if (!isInside(y, z)) {
-                    std::fill_n(dst, e.x, 0.0);
-                    continue;
-                }
-                std::fill(dst, dst + (inside.min.x - region.min.x), 0.0);
-                std::fill(dst + (inside.max.x + 1 - region.min.x), dst + e.x, 0.0);
-            }
-        }
-    }
-}
-
-}  // namespace
 
 SubImageFilter::SubImageFilter(Image* source, Box bounds, long long level, bool takeOwnership)
     : Filter(source, takeOwnership) {
@@ -65,8 +41,10 @@ void SubImageFilter::openRegion(double* dst, long long level, Box const& region)
     Vector const offset = convertToLevel(bounds_.min, 0, level);
     long long const srcLevel = detail::wrappingAdd(level, baseLevel_);
     getSource()->openRegion(dst, srcLevel, region.translated(offset));
-    if (Box(extent).intersected(region) == region) return;
-    zeroOutside(dst, region, extent, getSource()->getNumChannels());
+    Box const inside = Box(extent).intersected(region);
+    if (inside != region) {
+        detail::zeroOutside(dst, region, inside, getSource()->getNumChannels());
+    }
 }
 
 }  // namespace Quivo

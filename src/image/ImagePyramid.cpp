@@ -3,11 +3,22 @@
 #include <quivo/core/Levels.h>
 
 #include "core/Arithmetic.h"
+#include "core/Planes.h"
+#include "kernels/Copy.h"
 #include "kernels/Mean.h"
 
 #include <algorithm>
+#include <type_traits>
 
 namespace Quivo {
+
+namespace {
+
+/// What copies a plane; see `detail::copyRows`.
+template <typename T>
+using CopyRows = void(T const*, long long, double*, long long, long long, long long) noexcept;
+
+}  // namespace
 
 GenericImagePyramid::~GenericImagePyramid() = default;
 
@@ -49,15 +60,29 @@ T* ImagePyramid<T>::getLevelBuffer(long long level) noexcept {
 
 template <typename T>
 void ImagePyramid<T>::computeLevelsUpwards(long long fromLevel) {
-    for (long long level = std::max(fromLevel, 0LL); level < getNumLevels() - 1; ++level) {
-        Vector const s = getExtent(level);
-        Vector const d = getExtent(level + 1);
-        T const* const src = getLevelBuffer(level);
-        T* const dst = getLevelBuffer(level + 1);
-        for (long long plane = 0; plane < numChannels_ * s.z; ++plane) {
-            for (long long y = 0; y < d.y; ++y) {
-                T const* const upper = src + (plane * s.y + 2 * y) * s.x;
-                detail::halveRowsRounded(upper, upper + s.x, dst + (plane * d.y + y) * d.x, d.x);
+    struct Level {
+        T* values;
+        Vector extent;
+
+        T* rowAt(long long plane, long long y) const {
+            return values + (plane * extent.y + y) * extent.x;
+        }
+    };
+    std::vector<Level> levels;
+    for (long long level = std::max(fromLevel, 0LL); level < getNumLevels(); ++level) {
+        levels.push_back({getLevelBuffer(level), getExtent(level)});
+    }
+    if (levels.size() < 2) return;
+    for (long long plane = 0; plane < numChannels_ * extent_.z; ++plane) {
+        for (long long row = 0; row < levels[1].extent.y; ++row) {
+            // As soon as two rows of a level are there, so is one of the next: they are still in
+            // the cache.
+            long long y = row;
+            for (std::size_t i = 1; i < levels.size(); ++i, y /= 2) {
+                Level const& from = levels[i - 1];
+                detail::halveRowsRounded(from.rowAt(plane, 2 * y), from.extent.x,
+                                         levels[i].rowAt(plane, y), levels[i].extent.x);
+                if (y % 2 == 0) break;
             }
         }
     }
@@ -66,21 +91,22 @@ void ImagePyramid<T>::computeLevelsUpwards(long long fromLevel) {
 template <typename T>
 void ImagePyramid<T>::openRegion(double* dst, long long level, Box const& region) const {
     Vector const e = region.getExtent();
-    std::fill_n(dst, numChannels_ * e.prod(), 0.0);
     Vector const l = getExtent(level);
     Box const inside = Box(l).intersected(region);
+    detail::zeroOutside(dst, region, inside, numChannels_);
     if (inside.isEmpty()) return;
+    auto* copy = static_cast<CopyRows<T>*>(detail::copyRows);
+    if constexpr (std::is_same_v<T, double>) {
+        if (numChannels_ * e.prod() >= detail::streamedCount) copy = detail::streamRows;
+    }
     T const* const src = levels_[static_cast<std::size_t>(level)].data();
-    Vector const from = inside.min;
     Vector const to = inside.min - region.min;
     Vector const k = inside.getExtent();
     for (long long c = 0; c < numChannels_; ++c) {
         for (long long z = 0; z < k.z; ++z) {
-            for (long long y = 0; y < k.y; ++y) {
-                T const* const row = src + ((c * l.z + from.z + z) * l.y + from.y + y) * l.x;
-                double* const out = dst + ((c * e.z + to.z + z) * e.y + to.y + y) * e.x;
-                std::copy_n(row + from.x, k.x, out + to.x);
-            }
+            auto const from = (c * l.z + inside.min.z + z) * l.y + inside.min.y;
+            copy(src + from * l.x + inside.min.x, l.x,
+                 dst + ((c * e.z + to.z + z) * e.y + to.y) * e.x + to.x, e.x, k.x, k.y);
         }
     }
 }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace Quivo::detail {
 
@@ -33,46 +34,221 @@ long long lastSourceOf(long long pixel, double factor) noexcept {
     return truncated((static_cast<double>(pixel) + 1.0) / factor);
 }
 
-AreaWeights::AreaWeights(long long first, long long last, double factor)
-    : firstSource_(firstSourceOf(first, factor)), lastSource_(lastSourceOf(last, factor)) {
-    ends_.push_back(0);
+AreaWeights::AreaWeights(long long numPixels, long long maxSources)
+    : numWeights_((maxSources + weightsPerStep - 1) / weightsPerStep * weightsPerStep),
+      pixels_(static_cast<std::size_t>(numPixels)),
+      weights_(static_cast<std::size_t>(numPixels * numWeights_)) {}
+
+void AreaWeights::add(long long i, long long source, double weight) noexcept {
+    Pixel& p = pixels_[static_cast<std::size_t>(i)];
+    if (p.numSources == 0) p.source = source;
+    weights_[static_cast<std::size_t>(i * numWeights_ + source - p.source)] = weight;
+    p.numSources = source - p.source + 1;
+}
+
+AreaWeights AreaWeights::ofPixels(long long first, long long last, double factor) {
+    long long const numPixels = last - first + 1;
+    long long const firstSource = firstSourceOf(first, factor);
+    long long maxSources = 1;
+    for (long long i = 0; i < numPixels; ++i) {
+        long long const pixel = first + i;
+        maxSources =
+            std::max(maxSources, lastSourceOf(pixel, factor) - firstSourceOf(pixel, factor) + 1);
+    }
+    AreaWeights result(numPixels, maxSources);
     // Counted from 0, because pixels may end where 64 bits end.
-    for (long long i = 0; i <= last - first; ++i) {
+    for (long long i = 0; i < numPixels; ++i) {
         long long const pixel = first + i;
         long long const begin = firstSourceOf(pixel, factor);
         long long const numSources = lastSourceOf(pixel, factor) - begin + 1;
         for (long long source = 0; source < numSources; ++source) {
             double const overlap = overlapOf(begin + source, pixel, factor);
-            if (overlap >= smallestOverlap) {
-                weights_.push_back({begin - firstSource_ + source, overlap});
-            }
+            if (overlap >= smallestOverlap) result.add(i, begin - firstSource + source, overlap);
         }
-        ends_.push_back(static_cast<std::ptrdiff_t>(weights_.size()));
+    }
+    return result;
+}
+
+AreaWeights AreaWeights::ofShares(long long numSources, long long numPixels, double factor,
+                                  double phase) {
+    // Wider than half a pixel, sources reach a pixel three at a time, and four where rounding
+    // leaves a sliver on either side.
+    AreaWeights result(numPixels, weightsPerStep);
+    for (long long source = 0; source < numSources; ++source) {
+        double const start = static_cast<double>(source) * factor - phase;
+        double const pixel = std::floor(start);
+        double const toFirst = std::min(factor, 1.0 - start + pixel);
+        double const toSecond = factor - toFirst;
+        long long const first = truncated(pixel);
+        if (first >= 0 && first < numPixels) result.add(first, source, toFirst);
+        if (toSecond > 0.0 && first >= -1 && first + 1 < numPixels) {
+            result.add(first + 1, source, toSecond);
+        }
+    }
+    return result;
+}
+
+namespace {
+
+/// Four neighbours at once. Wider than the registers of some CPUs, which take them in halves.
+using Four = double __attribute__((vector_size(32)));
+using FourFlags = long long __attribute__((vector_size(32)));
+
+QUIVO_KERNEL_BODY load(double const* from, Four& values) {
+    std::memcpy(&values, from, sizeof values);
+}
+
+/// What a step of four weights adds to the four partial sums of one pixel.
+QUIVO_KERNEL_BODY addProducts(double const* line, double const* weights, Four& sums) {
+    Four values;
+    Four factors;
+    load(line, values);
+    load(weights, factors);
+    // Where a weight is 0.0 nothing is added, not even the product with an infinity.
+    FourFlags const counts = factors != Four{};
+    FourFlags bits;
+    std::memcpy(&bits, &values, sizeof bits);
+    bits &= counts;
+    std::memcpy(&values, &bits, sizeof bits);
+    sums += values * factors;
+}
+
+/// line[i] = start(i) + the products of at most three rows.
+template <typename Start>
+QUIVO_KERNEL_BODY addRows(double const* rows, long long stride, double const* weights,
+                          long long numRows, double* line, long long count, Start start) {
+    double const w0 = weights[0];
+    if (numRows == 1) {
+        for (long long i = 0; i < count; ++i) line[i] = start(i) + w0 * rows[i];
+        return;
+    }
+    double const w1 = weights[1];
+    double const* const second = rows + stride;
+    if (numRows == 2) {
+        for (long long i = 0; i < count; ++i) line[i] = start(i) + w0 * rows[i] + w1 * second[i];
+        return;
+    }
+    double const w2 = weights[2];
+    double const* const third = second + stride;
+    for (long long i = 0; i < count; ++i) {
+        line[i] = start(i) + w0 * rows[i] + w1 * second[i] + w2 * third[i];
     }
 }
 
-void averageByArea(double const* src, double* dst, AreaWeights const& columns,
-                   AreaWeights const& rows, double* line) noexcept {
-    auto const srcWidth = columns.getLastSource() - columns.getFirstSource() + 1;
-    auto const width = columns.getSize();
-    long long lineRow = -1;  // the source row that `line` holds, shrunk along x
-    for (long long y = 0; y < rows.getSize(); ++y) {
-        double* const out = dst + y * width;
-        std::fill_n(out, width, 0.0);
-        for (auto const* row = rows.begin(y); row != rows.end(y); ++row) {
-            if (row->source != lineRow) {
-                lineRow = row->source;
-                double const* const in = src + lineRow * srcWidth;
-                for (long long x = 0; x < width; ++x) {
-                    double sum = 0.0;
-                    for (auto const* column = columns.begin(x); column != columns.end(x);
-                         ++column) {
-                        sum += column->overlap * in[column->source];
-                    }
-                    line[x] = sum;
-                }
-            }
-            for (long long x = 0; x < width; ++x) out[x] += row->overlap * line[x];
+QUIVO_KERNEL_BODY combineRowsBody(double const* rows, long long stride, double const* weights,
+                                  long long numRows, double* line, long long count) {
+    if (numRows < 1) {
+        std::fill_n(line, count, 0.0);
+        return;
+    }
+    addRows(rows, stride, weights, std::min(3LL, numRows), line, count,
+            [](long long) { return 0.0; });
+    for (long long row = 3; row < numRows; row += 3) {
+        addRows(rows + row * stride, stride, weights + row, std::min(3LL, numRows - row), line,
+                count, [line](long long i) { return line[i]; });
+    }
+}
+
+QUIVO_KERNEL_BODY combineColumnsBody(double const* line, long long const* sources,
+                                     double const* weights, long long numWeights, double* out,
+                                     long long count, double const* ahead0, double const* ahead1) {
+    auto const partialSums = [&](long long i, Four& sums) __attribute__((always_inline)) {
+        for (long long t = 0; t < numWeights; t += AreaWeights::weightsPerStep) {
+            addProducts(line + sources[i] + t, weights + i * numWeights + t, sums);
+        }
+    };
+    long long i = 0;
+    // Four pixels at once: their partial sums are added crosswise.
+    for (; i + 4 <= count; i += 4) {
+        // Memory is idle while sums are added: let it fetch the rows that come next.
+        __builtin_prefetch(ahead0 + sources[i]);
+        __builtin_prefetch(ahead1 + sources[i]);
+        Four a{};
+        Four b{};
+        Four c{};
+        Four d{};
+        partialSums(i, a);
+        partialSums(i + 1, b);
+        partialSums(i + 2, c);
+        partialSums(i + 3, d);
+        Four const ab =
+            __builtin_shufflevector(a, b, 0, 4, 2, 6) + __builtin_shufflevector(a, b, 1, 5, 3, 7);
+        Four const cd =
+            __builtin_shufflevector(c, d, 0, 4, 2, 6) + __builtin_shufflevector(c, d, 1, 5, 3, 7);
+        Four const all = __builtin_shufflevector(ab, cd, 0, 1, 4, 5) +
+                         __builtin_shufflevector(ab, cd, 2, 3, 6, 7);
+        std::memcpy(out + i, &all, sizeof all);
+    }
+    for (; i < count; ++i) {
+        Four sums{};
+        partialSums(i, sums);
+        out[i] = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    }
+}
+
+}  // namespace
+
+QUIVO_DEFINE_VARIANTS(combineRows,
+                      (double const* rows, long long stride, double const* weights,
+                       long long numRows, double* line, long long count),
+                      (rows, stride, weights, numRows, line, count))
+QUIVO_DEFINE_VARIANTS(combineColumns,
+                      (double const* line, long long const* sources, double const* weights,
+                       long long numWeights, double* out, long long count, double const* ahead0,
+                       double const* ahead1),
+                      (line, sources, weights, numWeights, out, count, ahead0, ahead1))
+
+namespace {
+
+/// A run of columns whose sources fit into the nearer caches, and what they need of a source row.
+class Strip {
+public:
+    Strip(AreaWeights const& columns, long long first, long long count)
+        : first_(first),
+          weights_(columns.getWeights(first)),
+          firstSource_(columns.getSource(first)) {
+        long long end = firstSource_;
+        for (long long i = first; i < first + count; ++i) {
+            bool const isEmpty = columns.getNumSources(i) == 0;
+            sources_.push_back(isEmpty ? 0 : columns.getSource(i) - firstSource_);
+            end = std::max(end, columns.getSourceEnd(i));
+        }
+        numSources_ = end - firstSource_;
+        line_.resize(static_cast<std::size_t>(numSources_ + columns.getNumWeights()));
+    }
+
+    void computeRow(double const* src, long long srcStride, AreaWeights const& rows, long long y,
+                    long long numWeights, double* dst) {
+        auto const rowAt = [&](long long row) { return src + row * srcStride + firstSource_; };
+        combineRows(rowAt(rows.getSource(y)), srcStride, rows.getWeights(y), rows.getNumSources(y),
+                    line_.data(), numSources_);
+        // The rows that the next one adds to these: the first and the last of them.
+        long long const next = std::min(y + 1, rows.getSize() - 1);
+        long long const last = std::max(rows.getSourceEnd(next) - 1, 0LL);
+        combineColumns(line_.data(), sources_.data(), weights_, numWeights, dst + first_,
+                       static_cast<long long>(sources_.size()),
+                       rowAt(std::min(rows.getSourceEnd(y), last)), rowAt(last));
+    }
+
+private:
+    long long first_;
+    double const* weights_;
+    long long firstSource_;
+    long long numSources_ = 0;
+    std::vector<long long> sources_;
+    std::vector<double> line_;
+};
+
+}  // namespace
+
+void averageByArea(double const* src, long long srcStride, double* dst, AreaWeights const& columns,
+                   AreaWeights const& rows) {
+    constexpr long long pixelsPerStrip = 4096;
+    long long const width = columns.getSize();
+    for (long long x = 0; x < width; x += pixelsPerStrip) {
+        Strip strip(columns, x, std::min(pixelsPerStrip, width - x));
+        for (long long y = 0; y < rows.getSize(); ++y) {
+            strip.computeRow(src, srcStride, rows, y, columns.getNumWeights(), dst + y * width);
         }
     }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kernels/CpuVariants.h"
+
 #include <vector>
 
 namespace Quivo::detail {
@@ -10,41 +12,83 @@ namespace Quivo::detail {
 [[nodiscard]] long long lastSourceOf(long long pixel, double factor) noexcept;
 
 /// Which source pixels make up each of a run of destination pixels along one axis, and with what
-/// weight: source pixel q, `factor` (below 1) destination pixels wide, starts at q * factor.
+/// weight: computed once per column and row, not per pixel.
 ///
-/// A destination pixel uses `firstSourceOf` ... `lastSourceOf` it, so its weights depend on nothing
-/// else, not on where the run begins either. Overlaps below 1e-12 count as none.
+/// The sources of a pixel follow one another. Every pixel has room for the same number of weights,
+/// a multiple of `weightsPerStep`, filled up with 0.0: pixels outside the overlap count as none,
+/// whatever they hold.
 class AreaWeights {
 public:
-    struct Weight {
-        long long source;  ///< relative to the first source pixel of the run
-        double overlap;    ///< in destination pixels
-    };
+    static constexpr long long weightsPerStep = 4;
 
-    /// The weights of the destination pixels `first` ... `last`, at least one.
-    AreaWeights(long long first, long long last, double factor);
+    /// Destination pixels `first` ... `last`, at least one, by their absolute position: source
+    /// pixel q, `factor` (below 1) destination pixels wide, starts at q * factor. A pixel uses
+    /// `firstSourceOf` ... `lastSourceOf` it, so its weights depend on nothing else, not on where
+    /// the run begins either. Overlaps below 1e-12 count as none. Sources count from
+    /// `firstSourceOf(first)`.
+    [[nodiscard]] static AreaWeights ofPixels(long long first, long long last, double factor);
 
-    [[nodiscard]] long long getFirstSource() const noexcept { return firstSource_; }
-    [[nodiscard]] long long getLastSource() const noexcept { return lastSource_; }
+    /// `numPixels` destination pixels over `numSources` source pixels of which number i starts at
+    /// i * factor - phase, with `factor` in (0.5, 1]. What falls outside is dropped; a pixel that
+    /// no source reaches has no weights.
+    [[nodiscard]] static AreaWeights ofShares(long long numSources, long long numPixels,
+                                              double factor, double phase);
+
     [[nodiscard]] long long getSize() const noexcept {
-        return static_cast<long long>(ends_.size()) - 1;
+        return static_cast<long long>(pixels_.size());
     }
-    [[nodiscard]] Weight const* begin(long long i) const noexcept {
-        return weights_.data() + ends_[static_cast<std::size_t>(i)];
+    /// The first source pixel of pixel i, and how many there are: perhaps none.
+    [[nodiscard]] long long getSource(long long i) const noexcept { return pixel(i).source; }
+    [[nodiscard]] long long getNumSources(long long i) const noexcept {
+        return pixel(i).numSources;
     }
-    [[nodiscard]] Weight const* end(long long i) const noexcept { return begin(i + 1); }
+    /// One past the last source pixel that pixels up to number i use.
+    [[nodiscard]] long long getSourceEnd(long long i) const noexcept {
+        return pixel(i).source + pixel(i).numSources;
+    }
+    [[nodiscard]] double const* getWeights(long long i) const noexcept {
+        return weights_.data() + i * numWeights_;
+    }
+    /// The number of weights per pixel, with the 0.0 at the end.
+    [[nodiscard]] long long getNumWeights() const noexcept { return numWeights_; }
 
 private:
-    long long firstSource_;
-    long long lastSource_;
-    std::vector<Weight> weights_;
-    std::vector<std::ptrdiff_t> ends_;  ///< where the weights of pixel i begin; one more at the end
+    struct Pixel {
+        long long source;
+        long long numSources;
+    };
+
+    AreaWeights(long long numPixels, long long maxSources);
+
+    [[nodiscard]] Pixel const& pixel(long long i) const noexcept {
+        return pixels_[static_cast<std::size_t>(i)];
+    }
+    void add(long long i, long long source, double weight) noexcept;
+
+    long long numWeights_;
+    std::vector<Pixel> pixels_;
+    std::vector<double> weights_;
 };
 
-/// Shrinks one plane: every value is the sum over its source rows, in ascending order, of overlap
-/// times the row's own sum over its source columns, in ascending order. `src` has the extent of the
-/// source pixels of `columns` and `rows`; `line` is scratch for one row of the destination.
-void averageByArea(double const* src, double* dst, AreaWeights const& columns,
-                   AreaWeights const& rows, double* line) noexcept;
+/// line[i] = weights[0] * row 0 [i] + weights[1] * row 1 [i] ..., added in this order; the rows are
+/// `stride` values apart. Without rows the line becomes 0.
+QUIVO_DECLARE_VARIANTS(combineRows, (double const* rows, long long stride, double const* weights,
+                                     long long numRows, double* line, long long count));
+
+/// out[i] is the sum over t of weights[i * numWeights + t] * line[sources[i] + t]: four partial
+/// sums of every fourth product each, added as (0 + 1) + (2 + 3). A weight of 0.0 adds nothing,
+/// whatever stands at its place; `numWeights` values from `sources[i]` on can be read. What stands
+/// at the same places of the rows `ahead0` and `ahead1` will be wanted next.
+QUIVO_DECLARE_VARIANTS(combineColumns,
+                       (double const* line, long long const* sources, double const* weights,
+                        long long numWeights, double* out, long long count, double const* ahead0,
+                        double const* ahead1));
+
+/// Shrinks one plane, whose rows are `srcStride` values apart, into one of columns.getSize() x
+/// rows.getSize() values: rows first, then columns, so that every value depends on its own
+/// weights and sources alone.
+/// error: std::bad_alloc.
+void averageByArea(double const* src, long long srcStride, double* dst, AreaWeights const& columns,
+                   AreaWeights const& rows);
 
 }  // namespace Quivo::detail
