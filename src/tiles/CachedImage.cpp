@@ -3,12 +3,15 @@
 #include <quivo/core/Levels.h>
 
 #include "core/Arithmetic.h"
+#include "core/Planes.h"
 #include "tiles/CopyImageBuffer.h"
+#include "tiles/TileStore.h"
+#include "tiles/TileWalk.h"
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <limits>
+#include <typeinfo>
 
 namespace Quivo {
 
@@ -52,7 +55,7 @@ void CachedImage::measure(long long cacheSizeMB) {
     double const valuesPerTile =
         static_cast<double>(numChannels_) * static_cast<double>(tileExtent_.x) *
         static_cast<double>(tileExtent_.y) * static_cast<double>(tileExtent_.z);
-    capacity_ = computeCapacity(cacheSizeMB, valuesPerTile);
+    tiles_ = std::make_unique<TileStore>(computeCapacity(cacheSizeMB, valuesPerTile));
 }
 
 CachedImage::~CachedImage() = default;
@@ -83,6 +86,23 @@ ContentHash CachedImage::getHash() { return source_->getHash(); }
 
 Image* CachedImage::getViewableRepresentation() { return source_->getViewableRepresentation(); }
 
+void CachedImage::openRegion(double* dst, long long level, Box const& region) {
+    TileWalk const walk(getExtent(level), tileExtent_, region);
+    bool const hasTiles = !walk.getCovered().isEmpty();
+    bool const allInGrid = isInGrid(level, walk.getFirst()) && isInGrid(level, walk.getLast());
+    // Tiles are copied over all of their share, so zeros are wanted outside of them only; but not
+    // where a tile is missing, or where a derived class may serve less.
+    if (!hasTiles || !allInGrid || typeid(*this) != typeid(CachedImage)) {
+        TileImage::openRegion(dst, level, region);
+        return;
+    }
+    detail::zeroOutside(dst, region, walk.getCovered(), numChannels_);
+    Vector const dstExtent = region.getExtent();
+    walk.forEach([&](Vector const& tilePosition, Box const& tileRegion, Vector const& dstPosition) {
+        openTileRegionToPosition(dst, level, tilePosition, tileRegion, dstExtent, dstPosition);
+    });
+}
+
 void CachedImage::openTileRegionToPosition(double* dst, long long level, Vector const& tilePosition,
                                            Box const& tileRegion, Vector const& dstExtent,
                                            Vector const& dstPosition) {
@@ -97,17 +117,7 @@ void CachedImage::openTileRegionToPosition(double* dst, long long level, Vector 
                     numChannels_);
 }
 
-void CachedImage::clearCache() {
-    byKey_.clear();
-    byAge_.clear();
-}
-
-std::size_t CachedImage::TileKeyHash::operator()(TileKey const& key) const noexcept {
-    // The golden ratio spreads the levels, whose tiles share indices (Knuth, Sorting and
-    // Searching).
-    auto const spread = static_cast<unsigned long long>(key.level) * 0x9E3779B97F4A7C15ULL;
-    return std::hash<unsigned long long>()(spread ^ static_cast<unsigned long long>(key.index));
-}
+void CachedImage::clearCache() { tiles_->clear(); }
 
 bool CachedImage::isInGrid(long long level, Vector const& tile) const noexcept {
     if (level < 0 || tile.x < 0 || tile.y < 0 || tile.z < 0) return false;
@@ -120,37 +130,12 @@ bool CachedImage::isInGrid(long long level, Vector const& tile) const noexcept {
 }
 
 double* CachedImage::findOrRead(long long level, Vector const& tile) {
-    TileKey const key{level, numTiles_.getStrides().dot(tile)};
-    auto const found = byKey_.find(key);
-    if (found == byKey_.end()) return readTile(key, tile);
-    byAge_.splice(byAge_.end(), byAge_, found->second);
-    return found->second->values.get();
-}
-
-double* CachedImage::readTile(TileKey const& key, Vector const& tile) {
-    // A full cache gives the memory of its oldest tile, whose place is lost even if the read fails;
-    // nothing is allocated then.
-    std::list<Tile> fresh;
-    decltype(byKey_)::node_type place;
-    if (byAge_.size() == capacity_) {
-        place = byKey_.extract(byAge_.front().key);
-        fresh.splice(fresh.end(), byAge_, byAge_.begin());
-    } else {
-        auto const count = detail::elementCount(tileExtent_, numChannels_, sizeof(double));
-        fresh.push_back({key, std::make_unique_for_overwrite<double[]>(count)});
-    }
-    fresh.front().key = key;
-    double* const values = fresh.front().values.get();
-    source_->openRegion(values, key.level, Box(tileExtent_).translated(tileExtent_ * tile));
-    if (place) {
-        place.key() = key;
-        place.mapped() = fresh.begin();
-        byKey_.insert(std::move(place));
-    } else {
-        byKey_.emplace(key, fresh.begin());
-    }
-    byAge_.splice(byAge_.end(), fresh);
-    return values;
+    TileStore::Key const key{level, numTiles_.getStrides().dot(tile)};
+    if (double* const values = tiles_->find(key)) return values;
+    auto const count = detail::elementCount(tileExtent_, numChannels_, sizeof(double));
+    return tiles_->add(key, count, [&](double* values) {
+        source_->openRegion(values, level, Box(tileExtent_).translated(tileExtent_ * tile));
+    });
 }
 
 }  // namespace Quivo

@@ -3,7 +3,7 @@
 #include <quivo/core/Box.h>
 #include <quivo/core/Vector.h>
 
-#include <algorithm>
+#include "kernels/Copy.h"
 
 namespace Quivo {
 
@@ -13,10 +13,6 @@ namespace Quivo {
 template <typename TSrc, typename TDst>
 void copyImageBuffer(TSrc* src, Vector const& srcExtent, Box srcRegion, TDst* dst,
                      Vector const& dstExtent, Vector dstPosition, long long numChannels) {
-    if (srcExtent == dstExtent && srcRegion == Box(srcExtent) && dstPosition == Vector()) {
-        std::copy_n(src, std::max(numChannels, 0LL) * srcRegion.getSize(), dst);
-        return;
-    }
     for (int axis = 0; axis < 3; ++axis) {
         if (dstPosition[axis] < 0) {
             srcRegion.min[axis] -= dstPosition[axis];
@@ -35,9 +31,7 @@ void copyImageBuffer(TSrc* src, Vector const& srcExtent, Box srcRegion, TDst* ds
                                      srcExtent.getStrides().dot(srcRegion.min + Vector(0, 0, z));
             auto* const to = dst + c * dstExtent.prod() +
                              dstExtent.getStrides().dot(dstPosition + Vector(0, 0, z));
-            for (long long y = 0; y < e.y; ++y) {
-                std::copy_n(from + y * srcExtent.x, e.x, to + y * dstExtent.x);
-            }
+            detail::copyRows(from, srcExtent.x, to, dstExtent.x, e.x, e.y);
         }
     }
 }

@@ -1,5 +1,7 @@
 #include <quivo/tiles/GenericTileLoader.h>
 
+#include "tiles/TileWalk.h"
+
 #include <algorithm>
 
 namespace Quivo {
@@ -9,26 +11,13 @@ GenericTileLoader<T>::~GenericTileLoader() = default;
 
 template <typename T>
 void GenericTileLoader<T>::compileImageRegion(T* dst, long long level, Box const& region) {
-    Vector const tileExtent = getTileExtent();
+    TileWalk const walk(getExtent(level), getTileExtent(), region);
     Vector const dstExtent = region.getExtent();
-    Box const clipped = Box(getExtent(level)).intersected(region);
-    Vector const first = clipped.min / tileExtent;
-    Vector const last = clipped.max / tileExtent;
-
+    // A loader may leave out what it likes: all of it is 0 before.
     std::fill_n(dst, std::max(getNumChannels() * region.getSize(), 0LL), T{});
-    Vector tile;
-    for (tile.z = first.z; tile.z <= last.z; ++tile.z) {
-        for (tile.y = first.y; tile.y <= last.y; ++tile.y) {
-            for (tile.x = first.x; tile.x <= last.x; ++tile.x) {
-                Vector const tilePosition = tileExtent * tile;
-                // The tile's share of the request itself, not of its part inside the image: what a
-                // border tile holds past the image's extent is the loader's to say.
-                Box const part = Box(tileExtent).translated(tilePosition).intersected(region);
-                openTileRegionToPosition(dst, level, tilePosition, part.translated(-tilePosition),
-                                         dstExtent, part.min - region.min);
-            }
-        }
-    }
+    walk.forEach([&](Vector const& tilePosition, Box const& tileRegion, Vector const& dstPosition) {
+        openTileRegionToPosition(dst, level, tilePosition, tileRegion, dstExtent, dstPosition);
+    });
 }
 
 template class GenericTileLoader<double>;

@@ -6,12 +6,11 @@
 #include <quivo/util/Lock.h>
 #include <quivo/util/MaybeOwned.h>
 
-#include <cstddef>
-#include <list>
 #include <memory>
-#include <unordered_map>
 
 namespace Quivo {
+
+class TileStore;
 
 /// A bounded cache of whole tiles, least recently used out first, in front of any image that is
 /// slow to read: each tile is read from the source once while it stays cached.
@@ -49,6 +48,9 @@ public:
     /// The source's own view: it does not read through this cache.
     Image* getViewableRepresentation() override;
 
+    /// Assembles the region from cached tiles.
+    void openRegion(double* dst, long long level, Box const& region) override;
+
     /// Serves a part of one tile out of the cache. A tile outside the grid of the level is skipped.
     void openTileRegionToPosition(double* dst, long long level, Vector const& tilePosition,
                                   Box const& tileRegion, Vector const& dstExtent,
@@ -58,33 +60,17 @@ public:
     void clearCache();
 
 private:
-    struct TileKey {
-        long long level;
-        long long index;  ///< of the tile in the level-0 grid
-        bool operator==(TileKey const&) const = default;
-    };
-    struct TileKeyHash {
-        std::size_t operator()(TileKey const& key) const noexcept;
-    };
-    struct Tile {
-        TileKey key;
-        std::unique_ptr<double[]> values;
-    };
-
     void measure(long long cacheSizeMB);
     [[nodiscard]] bool isInGrid(long long level, Vector const& tile) const noexcept;
     double* findOrRead(long long level, Vector const& tile);
-    double* readTile(TileKey const& key, Vector const& tile);
 
     MaybeOwned<Image> source_;
     ContentHash hash_;
     Vector tileExtent_;
     Vector numTiles_;
     long long numChannels_ = 0;
-    std::size_t capacity_ = 1;
     Lock lock_;
-    std::list<Tile> byAge_;  ///< least recently used first
-    std::unordered_map<TileKey, std::list<Tile>::iterator, TileKeyHash> byKey_;
+    std::unique_ptr<TileStore> tiles_;
 };
 
 }  // namespace Quivo
