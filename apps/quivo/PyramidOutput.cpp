@@ -123,7 +123,9 @@ std::string OutputOptions::getWarning(Source const& source, ValueRange<double> c
 }
 
 Pyramid::Pyramid(Image& image, OutputOptions const& options)
-    : Filter(&image, false), numLevels_(computeNumPyramidLevels(image.getExtent(0))) {
+    : Filter(&image, false),
+      samples_(dynamic_cast<SampleSource*>(&image)),
+      numLevels_(computeNumPyramidLevels(image.getExtent(0))) {
     if (options.allLevels) return;
     // The levels up to the first that fits into one tile: further ones would only cost space.
     for (long long level = 0; level < numLevels_; ++level) {
@@ -134,6 +136,14 @@ Pyramid::Pyramid(Image& image, OutputOptions const& options)
 
 Vector Pyramid::getExtent(long long level) const {
     return convertToLevel(getSource()->getExtent(0), 0, level);
+}
+
+std::optional<SampleType> Pyramid::getStoredType() const {
+    return samples_ ? samples_->getStoredType() : std::nullopt;
+}
+
+void Pyramid::openSamples(void* dst, long long level, Box const& region) {
+    samples_->openSamples(dst, level, region);
 }
 
 void writePyramid(OutputOptions const& options, Pyramid& pyramid, bool takesLevels,

@@ -5,6 +5,7 @@
 #include <quivo/core/ValueRange.h>
 #include <quivo/filters/Filter.h>
 #include <quivo/image/Image.h>
+#include <quivo/tiff/SampleSource.h>
 #include <quivo/tiff/TiffWriter.h>
 #include <quivo/writer/Progress.h>
 
@@ -42,16 +43,19 @@ struct OutputOptions {
 };
 
 /// An image about to be written: as many of its levels as are worth it, each half of the one
-/// before.
-class Pyramid : public Filter {
+/// before. Passes on the samples that the image has.
+class Pyramid : public Filter, public SampleSource {
 public:
     /// `image` outlives it.
     Pyramid(Image& image, OutputOptions const& options);
 
     Vector getExtent(long long level) const override;
     long long getNumLevels() const override { return numLevels_; }
+    std::optional<SampleType> getStoredType() const override;
+    void openSamples(void* dst, long long level, Box const& region) override;
 
 private:
+    SampleSource* samples_;
     long long numLevels_;
 };
 

@@ -116,7 +116,7 @@ long long MemoryStream::readAt(void* data, std::size_t size, long long from) {
 
 bool MemoryStream::writeAt(void const* data, std::size_t size, long long to) {
     auto const end = static_cast<std::size_t>(to) + size;
-    if (bytes.size() < end) bytes.resize(end);
+    if (bytes.size() < end) bytes.resize(end, std::byte{});
     std::memcpy(bytes.data() + to, data, size);
     return true;
 }

@@ -9,13 +9,32 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace Quivo::detail {
 
-/// A block of samples of any type; the type stands beside it.
-using Bytes = std::vector<std::byte>;
+/// Leaves new elements as they are: what is written at once need not be zeroed first.
+template <typename T>
+struct UninitializedAllocator : std::allocator<T> {
+    template <typename U>
+    struct rebind {
+        using other = UninitializedAllocator<U>;
+    };
+    template <typename U, typename... Arguments>
+    void construct(U* place, Arguments&&... arguments) {
+        if constexpr (sizeof...(arguments) == 0) {
+            ::new (static_cast<void*>(place)) U;
+        } else {
+            ::new (static_cast<void*>(place)) U(std::forward<Arguments>(arguments)...);
+        }
+    }
+};
+
+/// A block of samples of any type; the type stands beside it. A new one holds anything.
+using Bytes = std::vector<std::byte, UninitializedAllocator<std::byte>>;
 
 /// Calls `function` with a zero of the type that `type` names.
 template <typename Function>
@@ -58,6 +77,9 @@ template <typename T>
         using Wide = std::conditional_t<(sizeof(T) < 4), std::int32_t, std::int64_t>;
         double const raised = value > lowest ? value : lowest;
         double const clamped = raised < highest ? raised : highest;
+        // Where nothing is below 0, cutting off the digits is the floor.
+        if constexpr (std::is_unsigned_v<T>)
+            return static_cast<T>(static_cast<Wide>(clamped + 0.5));
         return static_cast<T>(static_cast<Wide>(std::floor(clamped + 0.5)));
     }
 }

@@ -114,6 +114,40 @@ public:
         }
     }
 
+    /// Stores `region` of a level, of samples of the image's type T, at `dstPosition` of a planar
+    /// destination of extent `dstExtent`. Past the level's border, and where a stored level is a
+    /// pixel short, there is nothing: 0.
+    template <typename T, typename Out>
+    void store(Out* dst, long long level, Box const& region, Vector const& dstExtent,
+               Vector const& dstPosition) {
+        if (region.isEmpty()) return;
+        auto const* const found = findLevel(level);
+        Box const inside = found ? region.intersected(Box(found->extent)) : Box();
+        // Where the first voxel of the level would lie in the destination.
+        Vector const origin = dstPosition - region.min;
+        auto const rowAt = [&](long long c, long long y, long long z) {
+            auto const row = (c * dstExtent.z + origin.z + z) * dstExtent.y + origin.y + y;
+            return dst + row * dstExtent.x + origin.x;
+        };
+        if (inside.isEmpty() || inside != region || !isCovered(level)) {
+            for (long long c = 0; c < first_.numChannels; ++c) {
+                for (long long z = region.min.z; z <= region.max.z; ++z) {
+                    for (long long y = region.min.y; y <= region.max.y; ++y) {
+                        std::fill_n(rowAt(c, y, z) + region.min.x, region.getExtent().x, Out{});
+                    }
+                }
+            }
+        }
+        if (inside.isEmpty()) return;
+        expectRequest(dstExtent.y);
+        for (long long z = inside.min.z; z <= inside.max.z; ++z) {
+            Area const area{level,           z, inside.min.x, inside.max.x + 1, inside.min.y,
+                            inside.max.y + 1};
+            visitRows<T>(area, [&](long long c, long long x, long long y, T const* in,
+                                   long long run) { std::copy_n(in, run, rowAt(c, y, z) + x); });
+        }
+    }
+
 private:
     struct Grid {
         long long width;  ///< of the pixels that exist, stored or computed
@@ -243,40 +277,27 @@ Vector TiffImage::getTileExtent() const {
     return {first.blockWidth, first.blockHeight, 1};
 }
 
+void TiffImage::openRegion(double* dst, long long level, Box const& region) {
+    // Any region can be served like one tile, which writes all of it: nothing is zeroed beforehand.
+    openTileRegionToPosition(dst, level, region.min, Box(region.getExtent()), region.getExtent(),
+                             {});
+}
+
 void TiffImage::openTileRegionToPosition(double* dst, long long level, Vector const& tilePosition,
                                          Box const& tileRegion, Vector const& dstExtent,
                                          Vector const& dstPosition) {
-    if (tileRegion.isEmpty()) return;
-    Box const region = tileRegion.translated(tilePosition);
-    Box const inside = region.intersected(Box(getExtent(level)));
-    // Where the first voxel of the level would lie in the destination.
-    Vector const origin = dstPosition - region.min;
-    auto const rowAt = [&](long long c, long long y, long long z) {
-        auto const row = (c * dstExtent.z + origin.z + z) * dstExtent.y + origin.y + y;
-        return dst + row * dstExtent.x + origin.x;
-    };
-    long long const numChannels = getNumChannels();
-    if (inside.isEmpty() || inside != region || !reader_->isCovered(level)) {
-        // Past the image's border, and where a stored level is a pixel short, there is nothing: 0.
-        for (long long c = 0; c < numChannels; ++c) {
-            for (long long z = region.min.z; z <= region.max.z; ++z) {
-                for (long long y = region.min.y; y <= region.max.y; ++y) {
-                    std::fill_n(rowAt(c, y, z) + region.min.x, region.getExtent().x, 0.0);
-                }
-            }
-        }
-    }
-    if (inside.isEmpty()) return;
-    reader_->expectRequest(dstExtent.y);
+    detail::visitSampleType(getSampleType(), [&](auto sample) {
+        reader_->store<decltype(sample)>(dst, level, tileRegion.translated(tilePosition), dstExtent,
+                                         dstPosition);
+    });
+}
+
+std::optional<SampleType> TiffImage::getStoredType() const { return getSampleType(); }
+
+void TiffImage::openSamples(void* dst, long long level, Box const& region) {
     detail::visitSampleType(getSampleType(), [&](auto sample) {
         using T = decltype(sample);
-        for (long long z = inside.min.z; z <= inside.max.z; ++z) {
-            Area const area{level,           z, inside.min.x, inside.max.x + 1, inside.min.y,
-                            inside.max.y + 1};
-            auto const store = [&](long long c, long long x, long long y, T const* in,
-                                   long long run) { std::copy_n(in, run, rowAt(c, y, z) + x); };
-            reader_->visitRows<T>(area, store);
-        }
+        reader_->store<T>(static_cast<T*>(dst), level, region, region.getExtent(), {});
     });
 }
 

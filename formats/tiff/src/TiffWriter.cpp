@@ -2,6 +2,8 @@
 
 #include "WriteSession.h"
 
+#include <quivo/image/Image.h>
+
 #include <new>
 #include <stdexcept>
 #include <thread>
@@ -68,6 +70,8 @@ void TiffWriter::beginWriting(DownsampleOrProxy* image, CancellationChecker*) {
                    sampleType_.value_or(chooseSampleType(plan.valueRange)),
                    compression_,
                    quality_};
+    auto* const samples = dynamic_cast<SampleSource*>(srcImage);
+    if (samples && samples->getStoredType() == plan.format.sampleType) plan.samples = samples;
     if (tileExtent.z != 1) throw std::runtime_error(filename + ": tiles must be one slice deep");
     plan.check();
     session_ = std::make_unique<detail::WriteSession>(std::move(plan));

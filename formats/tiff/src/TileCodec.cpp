@@ -8,6 +8,8 @@ namespace Quivo::detail {
 namespace {
 
 constexpr int subsampledBelowQuality = 90;
+// One below libtiff's own: a sixth less time for a thousandth more bytes of photographs.
+constexpr int deflateLevel = 5;
 
 std::uint16_t toTag(TiffCompression compression) {
     switch (compression) {
@@ -85,7 +87,7 @@ TileCodec::TileCodec(TileFormat const& format, std::string name)
     if (format.compression != TiffCompression::Jpeg) return;
     // All tiles share the tables, which depend on the quality alone: take them from a blank tile.
     auto const tiff = openInMemory();
-    Bytes blank(format.getTileBytes());
+    Bytes blank(format.getTileBytes(), std::byte{});
     auto const written =
         TIFFWriteEncodedTile(tiff->get(), 0, blank.data(), static_cast<tmsize_t>(blank.size()));
     std::uint32_t size = 0;
@@ -100,6 +102,9 @@ std::unique_ptr<TiffHandle> TileCodec::openInMemory() const {
     tiff->set(TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(format_.width));
     tiff->set(TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(format_.height));
     format_.setTags(*tiff);
+    if (format_.compression == TiffCompression::Deflate) {
+        tiff->set(TIFFTAG_ZIPQUALITY, deflateLevel);
+    }
     if (format_.compression == TiffCompression::Jpeg) {
         tiff->set(TIFFTAG_JPEGQUALITY, format_.quality);
         if (format_.isYCbCr()) tiff->set(TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <limits>
 #include <stdexcept>
+#include <type_traits>
 
 namespace Quivo::detail {
 
@@ -110,9 +111,7 @@ void WritePlan::check() const {
 struct WriteSession::Tile {
     std::uint32_t index;  ///< within the page
     Vector extent;        ///< of the part inside the image
-    /// As read from the source: blocks of `slabRows` rows each, planar; or else ...
-    std::vector<std::vector<double>> slabs;
-    long long slabRows = 0;
+    Bytes samples;        ///< the whole tile, interleaved, as far as the image goes; or else ...
     std::shared_ptr<Bytes const> rows;  ///< ... the samples of whole rows of the level,
     long long rowPixels = 0;            ///< so many pixels each,
     long long firstColumn = 0;          ///< from this one on
@@ -120,7 +119,6 @@ struct WriteSession::Tile {
     long long nextRowPixels = 0;
     bool endsRow = false;  ///< then `nextRows` are complete
     Vector nextStart;      ///< where they begin
-    Bytes samples;         ///< the whole tile, interleaved
     Bytes encoded;
     std::future<void> done;
 };
@@ -134,12 +132,8 @@ WriteSession::WriteSession(WritePlan plan)
             chooseMode(plan_, channelXml_)),
       codec_(plan_.format, plan_.target),
       workers_(plan_.numThreads) {
-    auto const tileBytes =
-        plan_.format.getTileBytes() +
-        sizeof(double) * static_cast<std::size_t>(plan_.format.width * plan_.format.height *
-                                                  plan_.format.numChannels);
-    auto const wanted = 2 * static_cast<std::size_t>(plan_.numThreads) + 2;
-    maxPending_ = std::clamp(pendingBytes / tileBytes, std::size_t{1}, wanted);
+    auto const wanted = 16 * static_cast<std::size_t>(plan_.numThreads);
+    maxPending_ = std::clamp(pendingBytes / plan_.format.getTileBytes(), std::size_t{1}, wanted);
 }
 
 WriteSession::~WriteSession() = default;
@@ -223,24 +217,77 @@ void WriteSession::writeTileRow(Source& source, long long level, Vector const& s
             tile->rows = rows;
             tile->rowPixels = extent.x;
         } else {
-            readSlabs(source, level, Vector(left, start.y, start.z), *tile, checker);
+            readSamples(source, level, Vector(left, start.y, start.z), *tile, checker);
         }
-        while (pending_.size() >= maxPending_) storeOldest(monitor);
+        // Half of them at once: threads that take turns one tile at a time mostly wake each other.
+        if (pending_.size() >= maxPending_) {
+            while (pending_.size() > maxPending_ / 2) storeOldest(monitor);
+        }
         submit(std::move(tile));
     }
 }
 
-void WriteSession::readSlabs(Source& source, long long level, Vector const& corner, Tile& tile,
-                             CancellationChecker* checker) const {
-    // A usual tile is one slab; a huge one is read in pieces, to be asked about in between.
-    constexpr long long slabPixels = 1 << 20;
-    tile.slabRows = std::clamp(slabPixels / tile.extent.x, 1LL, tile.extent.y);
-    for (long long y = 0; y < tile.extent.y; y += tile.slabRows) {
+void WriteSession::readSamples(Source& source, long long level, Vector const& corner, Tile& tile,
+                               CancellationChecker* checker) {
+    // A usual tile is read at once; a huge one in pieces, to be asked about in between.
+    constexpr long long pixelsPerRead = 1 << 20;
+    auto const rowsPerRead = std::clamp(pixelsPerRead / tile.extent.x, 1LL, tile.extent.y);
+    auto const numValues = tile.extent.x * rowsPerRead * plan_.format.numChannels;
+    if (numValues > numValues_) {
+        values_ = std::make_unique_for_overwrite<std::byte[]>(static_cast<std::size_t>(numValues) *
+                                                              sizeof(double));
+        numValues_ = numValues;
+    }
+    tile.samples.resize(plan_.format.getTileBytes());
+    for (long long y = 0; y < tile.extent.y; y += rowsPerRead) {
         if (checker) checker->checkCancelled();
-        Vector const extent(tile.extent.x, std::min(tile.slabRows, tile.extent.y - y), 1);
-        tile.slabs.emplace_back(static_cast<std::size_t>(extent.prod() * plan_.format.numChannels));
+        Vector const extent(tile.extent.x, std::min(rowsPerRead, tile.extent.y - y), 1);
         Box const region = Box(extent).translated(corner + Vector(0, y, 0));
-        source.openRegion(tile.slabs.back().data(), level, region);
+        auto* const doubles = reinterpret_cast<double*>(values_.get());
+        if (plan_.samples) {
+            plan_.samples->openSamples(values_.get(), level, region);
+        } else {
+            source.openRegion(doubles, level, region);
+        }
+        visitSampleType(plan_.format.sampleType, [&](auto sample) {
+            using T = decltype(sample);
+            if (plan_.samples) {
+                interleave<T>(reinterpret_cast<T const*>(values_.get()), extent, y, tile);
+            } else {
+                interleave<T>(doubles, extent, y, tile);
+            }
+        });
+    }
+}
+
+namespace {
+
+/// The samples of a row: of doubles in `buffer`, first the numbers, many at once.
+template <typename T>
+T const* toSamples(double const* values, std::vector<T>& buffer) {
+    for (std::size_t x = 0; x < buffer.size(); ++x) buffer[x] = toSample<T>(values[x]);
+    return buffer.data();
+}
+
+template <typename T>
+T const* toSamples(T const* samples, std::vector<T>&) requires(!std::is_same_v<T, double>) {
+    return samples;
+}
+
+}  // namespace
+
+template <typename T, typename In>
+void WriteSession::interleave(In const* values, Vector const& extent, long long firstRow,
+                              Tile& tile) const {
+    auto const numChannels = plan_.format.numChannels;
+    std::vector<T> buffer(static_cast<std::size_t>(extent.x));
+    for (long long y = 0; y < extent.y; ++y) {
+        T* const out = reinterpret_cast<T*>(tile.samples.data()) +
+                       (firstRow + y) * plan_.format.width * numChannels;
+        for (long long c = 0; c < numChannels; ++c) {
+            T const* const row = toSamples<T>(values + (c * extent.y + y) * extent.x, buffer);
+            for (long long x = 0; x < extent.x; ++x) out[x * numChannels + c] = row[x];
+        }
     }
 }
 
@@ -264,40 +311,17 @@ void WriteSession::storeOldest(ProgressMonitor* monitor) {
 }
 
 void WriteSession::encode(Tile& tile) const {
-    tile.samples.resize(plan_.format.getTileBytes());
-    visitSampleType(plan_.format.sampleType, [&](auto sample) {
-        using T = decltype(sample);
-        if (tile.rows) {
-            fillFromRows(tile);
-        } else {
-            fillFromSlabs<T>(tile);
-        }
-        pad(tile);
-        if (tile.nextRows) addToNextLevel<T>(tile);
-    });
-    tile.slabs = {};
+    if (tile.rows) fillFromRows(tile);
+    pad(tile);
+    if (tile.nextRows) {
+        visitSampleType(plan_.format.sampleType,
+                        [&](auto sample) { addToNextLevel<decltype(sample)>(tile); });
+    }
     tile.encoded = codec_.encode(std::move(tile.samples));
 }
 
-template <typename T>
-void WriteSession::fillFromSlabs(Tile& tile) const {
-    auto const numChannels = plan_.format.numChannels;
-    for (long long y = 0; y < tile.extent.y; ++y) {
-        auto const& slab = tile.slabs[static_cast<std::size_t>(y / tile.slabRows)];
-        auto const planeSize = static_cast<long long>(slab.size()) / numChannels;
-        double const* const row = slab.data() + y % tile.slabRows * tile.extent.x;
-        T* const out =
-            reinterpret_cast<T*>(tile.samples.data()) + y * plan_.format.width * numChannels;
-        for (long long c = 0; c < numChannels; ++c) {
-            double const* const in = row + c * planeSize;
-            for (long long x = 0; x < tile.extent.x; ++x) {
-                out[x * numChannels + c] = toSample<T>(in[x]);
-            }
-        }
-    }
-}
-
 void WriteSession::fillFromRows(Tile& tile) const {
+    tile.samples.resize(plan_.format.getTileBytes());
     for (long long y = 0; y < tile.extent.y; ++y) {
         auto const* const row = tile.rows->data() + y * tile.rowPixels * pixelBytes_;
         std::memcpy(tile.samples.data() + y * plan_.format.width * pixelBytes_,

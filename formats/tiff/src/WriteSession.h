@@ -8,6 +8,7 @@
 
 #include <quivo/core/ValueRange.h>
 #include <quivo/core/Vector.h>
+#include <quivo/tiff/SampleSource.h>
 #include <quivo/writer/ImageWriter.h>
 
 #include <deque>
@@ -27,6 +28,7 @@ struct WritePlan {
     std::vector<std::string> channelNames;
     bool computesLevels = false;  ///< from the level before, instead of reading them
     int numThreads = 1;
+    SampleSource* samples = nullptr;  ///< the source, where it has samples of the wanted type
 
     /// error: std::runtime_error "TARGET: reason" for what TIFF cannot hold.
     void check() const;
@@ -34,9 +36,9 @@ struct WritePlan {
 
 /// One file being written: under another name until `commit`, gone when destroyed without it.
 ///
-/// The caller's thread reads the source and writes the file, in the order of tiles; the workers
-/// turn what was read into the bytes of a tile and its share of the next level. One thread at a
-/// time.
+/// The caller's thread reads the source, which it turns into samples while they are in its caches,
+/// and writes the file, in the order of tiles; the workers encode the samples of a tile and make
+/// its share of the next level. One thread at a time.
 class WriteSession {
 public:
     using Source = ImageWriter::DownsampleOrProxy;
@@ -62,14 +64,14 @@ private:
     void beginPage(long long level, long long slice);
     void writeTileRow(Source& source, long long level, Vector const& start,
                       ProgressMonitor* monitor, CancellationChecker* checker);
-    void readSlabs(Source& source, long long level, Vector const& corner, Tile& tile,
-                   CancellationChecker* checker) const;
+    void readSamples(Source& source, long long level, Vector const& corner, Tile& tile,
+                     CancellationChecker* checker);
+    template <typename T, typename In>
+    void interleave(In const* values, Vector const& extent, long long firstRow, Tile& tile) const;
     void submit(std::unique_ptr<Tile> tile);
     void storeOldest(ProgressMonitor* monitor);
     void encode(Tile& tile) const;
 
-    template <typename T>
-    void fillFromSlabs(Tile& tile) const;
     void fillFromRows(Tile& tile) const;
     void pad(Tile& tile) const;
     template <typename T>
@@ -83,6 +85,8 @@ private:
     TileCodec codec_;
     std::unique_ptr<ScratchLevel> level_;      ///< the level being written, when computed
     std::unique_ptr<ScratchLevel> nextLevel_;  ///< the one computed meanwhile
+    std::unique_ptr<std::byte[]> values_;      ///< of the region read last, doubles or samples
+    long long numValues_ = 0;                  ///< for which there is room
     std::size_t maxPending_;
     std::deque<std::unique_ptr<Tile>> pending_;  ///< in the order of the file
     WorkerPool workers_;                         ///< last: its jobs refer to all the others

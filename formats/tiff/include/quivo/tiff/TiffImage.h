@@ -1,10 +1,12 @@
 #pragma once
 
 #include <quivo/image/DisplayView.h>
+#include <quivo/tiff/SampleSource.h>
 #include <quivo/tiff/SampleType.h>
 #include <quivo/tiles/TileImage.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace Quivo {
@@ -28,7 +30,7 @@ class CancellationChecker;
 /// Decoded blocks are kept in the file's own sample type, in memory that grows with the width of
 /// the image at most, so that reading down the image decodes everything once. The file must not
 /// change while it is open. Locked inside; any thread may read, several at once.
-class QUIVO_API TiffImage : public TileImage {
+class QUIVO_API TiffImage : public TileImage, public SampleSource {
 public:
     /// Opens a file.
     /// error: std::runtime_error, one line that starts with the path, when the file cannot be read,
@@ -47,11 +49,15 @@ public:
     /// From the resolution tags; 0 where the file does not tell (z never does).
     Vector getVoxelSize(long long level) const override;
     Vector getTileExtent() const override;
+    void openRegion(double* dst, long long level, Box const& region) override;
     /// error: std::runtime_error, one line that starts with the path, when a block is damaged; the
     /// image stays usable.
     void openTileRegionToPosition(double* dst, long long level, Vector const& tilePosition,
                                   Box const& tileRegion, Vector const& dstExtent,
                                   Vector const& dstPosition) override;
+    /// `getSampleType()`.
+    std::optional<SampleType> getStoredType() const override;
+    void openSamples(void* dst, long long level, Box const& region) override;
     std::string getSliceName(long long index) override;
     /// The name that the file tells (as GDAL's band descriptions, tag 42112); otherwise "Gray", or
     /// "Red", "Green", "Blue" and "Alpha" for what the file marks as such, else empty.

@@ -1,0 +1,7 @@
+#include <quivo/tiff/SampleSource.h>
+
+namespace Quivo {
+
+SampleSource::~SampleSource() = default;
+
+}  // namespace Quivo
