@@ -5,7 +5,7 @@
 
 #include "Yardstick.h"
 
-#include <memory>
+#include <bit>
 #include <thread>
 
 namespace Quivo::Benchmarks {
@@ -22,14 +22,8 @@ struct Hits {
           values(makeNoise<double>(static_cast<std::size_t>(numChannels * edge * edge))),
           source(values.data(), extent, numChannels, {0.0, 256.0}, {1, 1, 1}),
           cache(&source, -1, {256, 256, 1}, false) {
-        std::uint32_t seed = 7;
-        for (int i = 0; i < 64; ++i) {
-            Vector at;
-            for (long long* axis : {&at.x, &at.y}) {
-                seed = seed * 1664525U + 1013904223U;
-                *axis = static_cast<long long>(seed >> 8) % (edge - window + 1);
-            }
-            windows.push_back(Box(Vector(window, window, 1)).translated(at));
+        for (auto const& at : makeWindows(static_cast<int>(edge), window, 64)) {
+            windows.push_back(Box(Vector(window, window, 1)).translated({at.x, at.y, 0}));
         }
         std::vector<double> whole(values.size());
         cache.openRegion(whole.data(), 0, Box(extent));

@@ -77,6 +77,25 @@ void add(std::string const& name, Function function) {
         ->Unit(benchmark::kMillisecond);
 }
 
+/// `count` windows of `size` x `size` at places of a square image that repeat on every run.
+struct Window {
+    int x;
+    int y;
+};
+inline std::vector<Window> makeWindows(int edge, int size, int count) {
+    std::vector<Window> windows;
+    std::uint32_t seed = 7;
+    auto const next = [&] {
+        seed = seed * 1664525U + 1013904223U;
+        return static_cast<int>((seed >> 8) % static_cast<std::uint32_t>(edge - size + 1));
+    };
+    for (int i = 0; i < count; ++i) {
+        int const x = next();
+        windows.push_back({x, next()});
+    }
+    return windows;
+}
+
 /// Noise that repeats on every run: whole numbers 0 ... 255, all bytes as likely.
 template <typename T>
 std::vector<T> makeNoise(std::size_t count, std::uint32_t seed = 1) {
@@ -93,6 +112,9 @@ void addPyramidBenchmarks();
 void addDownsamplingBenchmarks();
 void addReadBenchmarks();
 void addCacheBenchmarks();
-void addPeerBenchmarks();
+/// The same by other libraries, where they are installed.
+void addOpenCvBenchmarks();
+void addGdalBenchmarks();
+void addOpenImageIoBenchmarks();
 
 }  // namespace Quivo::Benchmarks

@@ -6,7 +6,15 @@ int main(int argc, char** argv) {
     addDownsamplingBenchmarks();
     addReadBenchmarks();
     addCacheBenchmarks();
-    addPeerBenchmarks();
+#ifdef QUIVO_PEER_OPENCV
+    addOpenCvBenchmarks();
+#endif
+#ifdef QUIVO_PEER_GDAL
+    addGdalBenchmarks();
+#endif
+#ifdef QUIVO_PEER_OPENIMAGEIO
+    addOpenImageIoBenchmarks();
+#endif
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();

@@ -8,6 +8,7 @@
 #include <quivo/core/Export.h>
 #include <quivo/core/Levels.h>
 #include <quivo/core/Resolution.h>
+#include <quivo/core/Storage.h>
 #include <quivo/core/ValueRange.h>
 #include <quivo/core/Vector.h>
 #include <quivo/core/Version.h>

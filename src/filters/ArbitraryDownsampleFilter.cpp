@@ -4,9 +4,8 @@
 #include <quivo/core/Levels.h>
 
 #include "core/Arithmetic.h"
+#include "core/Storage.h"
 #include "kernels/AreaMean.h"
-
-#include <memory>
 
 namespace Quivo {
 
@@ -48,8 +47,8 @@ void ArbitraryDownsampleFilter::openRegion(double* dst, long long level, Box con
     long long const srcPlane = srcExtent.x * srcExtent.y;
     long long const dstPlane = dstExtent.x * dstExtent.y;
     // The source fills all of it: no zeros beforehand.
-    auto const scratch = std::make_unique_for_overwrite<double[]>(
-        detail::elementCount(srcRegion, numChannels, sizeof(double)));
+    auto const scratch =
+        detail::allocateScratch(detail::elementCount(srcRegion, numChannels, sizeof(double)));
     getSource()->openRegion(scratch.get(), level, srcRegion);
 
     auto const columns = detail::AreaWeights::ofPixels(region.min.x, region.max.x, scaleFactor_);

@@ -51,7 +51,7 @@ TileStore::Place& TileStore::bucketOf(Key const& key) noexcept {
 
 void TileStore::makePlace(std::size_t numValues) {
     if (tiles_.size() >= none) throw std::bad_alloc();
-    tiles_.push_back({{}, none, none, none, std::make_unique_for_overwrite<double[]>(numValues)});
+    tiles_.push_back({{}, none, none, none, detail::allocateScratch(numValues)});
     auto const place = static_cast<Place>(tiles_.size() - 1);
     if (tiles_.size() > buckets_.size()) {
         try {

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "core/Storage.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <vector>
 
 namespace Quivo {
@@ -45,7 +46,7 @@ private:
         Place older;
         Place newer;
         Place next;  ///< of the same bucket, or of the unused places
-        std::unique_ptr<double[]> values;
+        detail::Scratch values;
     };
 
     [[nodiscard]] Place& bucketOf(Key const& key) noexcept;

@@ -1,9 +1,10 @@
 #include <quivo/writer/ImageWriter.h>
 
-#include <quivo/core/Buffer.h>
 #include <quivo/core/Levels.h>
 #include <quivo/image/Image.h>
 
+#include "core/Arithmetic.h"
+#include "core/Storage.h"
 #include "kernels/Mean.h"
 
 namespace Quivo {
@@ -50,9 +51,10 @@ void ImageWriter::DownsampleOrProxy::openRegion(double* dst, long long level, Bo
     Vector const twice(2, 2, 1);
     Box const srcRegion(region.min * twice, region.max * twice + Vector(1, 1, 0));
     long long const numChannels = image_->getNumChannels();
-    Buffer<double> scratch(srcRegion, singleLevel_, numChannels);
-    singleLevelImage_->openRegion(scratch.getPtr(0), singleLevelImageLevel_, srcRegion);
-    downsampleBufferFullLevel<double, double>(scratch.getPtr(0), dst, srcRegion.getExtent(),
+    auto const scratch =
+        detail::allocateScratch(detail::elementCount(srcRegion, numChannels, sizeof(double)));
+    singleLevelImage_->openRegion(scratch.get(), singleLevelImageLevel_, srcRegion);
+    downsampleBufferFullLevel<double, double>(scratch.get(), dst, srcRegion.getExtent(),
                                               numChannels, 1);
 }
 

@@ -2,6 +2,7 @@
 
 #include <quivo/core/Box.h>
 #include <quivo/core/Export.h>
+#include <quivo/core/Storage.h>
 
 #include <vector>
 
@@ -53,7 +54,7 @@ private:
     Box bounds_;
     long long level_;
     long long numChannels_;
-    std::vector<T> data_;
+    std::vector<T, ZeroedAllocator<T>> data_;
 };
 
 extern template class Buffer<double>;

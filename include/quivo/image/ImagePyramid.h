@@ -2,6 +2,7 @@
 
 #include <quivo/core/Box.h>
 #include <quivo/core/Export.h>
+#include <quivo/core/Storage.h>
 #include <quivo/core/Vector.h>
 
 #include <vector>
@@ -63,7 +64,7 @@ public:
 private:
     Vector extent_;
     long long numChannels_;
-    std::vector<std::vector<T>> levels_;
+    std::vector<std::vector<T, ZeroedAllocator<T>>> levels_;
 };
 
 extern template class ImagePyramid<double>;

@@ -1,15 +1,11 @@
-// The same jobs by other libraries, where they are installed, on one thread.
+// The same jobs by OpenCV, on one thread.
 
 #include "Yardstick.h"
 
-#ifdef QUIVO_PEER_OPENCV
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
-#endif
 
 namespace Quivo::Benchmarks {
-
-#ifdef QUIVO_PEER_OPENCV
 
 namespace {
 
@@ -47,7 +43,7 @@ void openCvRead(benchmark::State& state) {
 
 }  // namespace
 
-void addOpenCv() {
+void addOpenCvBenchmarks() {
     cv::setNumThreads(1);
     add("pyramid/u8/8192/OpenCV", openCvPyramid);
     for (auto const* factor : {"0.5", "0.25", "0.125", "0.55", "0.7", "0.9", "0.3"}) {
@@ -58,11 +54,5 @@ void addOpenCv() {
     }
     add("read/u8/4096/OpenCV", openCvRead);
 }
-
-#else
-void addOpenCv() {}
-#endif
-
-void addPeerBenchmarks() { addOpenCv(); }
 
 }  // namespace Quivo::Benchmarks

@@ -1,0 +1,63 @@
+// Random windows out of OpenImageIO's image cache, as interleaved floats.
+
+#include "Yardstick.h"
+
+#include <OpenImageIO/imagecache.h>
+#include <OpenImageIO/imageio.h>
+
+#include <filesystem>
+
+namespace Quivo::Benchmarks {
+
+namespace {
+
+constexpr int window = 512;
+
+std::string makeTiles(int edge) {
+    auto const path =
+        (std::filesystem::temp_directory_path() / ("quivo-tiles-" + std::to_string(edge) + ".tif"))
+            .string();
+    OIIO::ImageSpec spec(edge, edge, 3, OIIO::TypeDesc::UINT8);
+    spec.tile_width = spec.tile_height = 256;
+    spec.attribute("compression", "none");
+    auto const noise = makeNoise<unsigned char>(std::size_t{3} * edge * edge);
+    auto const out = OIIO::ImageOutput::create("tiff");
+    bool const isWritten = out && out->open(path, spec) &&
+                           out->write_image(OIIO::TypeDesc::UINT8, noise.data()) && out->close();
+    return isWritten ? path : std::string();
+}
+
+void readHits(benchmark::State& state, int edge) {
+    std::string const path = makeTiles(edge);
+    auto* const cache = OIIO::ImageCache::create(false);
+    cache->attribute("max_memory_MB", 1024.0F);
+    std::vector<float> dst(std::size_t{3} * window * window);
+    auto const windows = makeWindows(edge, window, 64);
+    std::size_t next = 0;
+    bool isRead = !path.empty();
+    OIIO::ustring const name(path);
+    auto const read = [&] {
+        auto const at = windows[next++ % windows.size()];
+        isRead = isRead && cache->get_pixels(name, 0, 0, at.x, at.x + window, at.y, at.y + window,
+                                             0, 1, OIIO::TypeDesc::FLOAT, dst.data());
+    };
+    for (std::size_t i = 0; i < windows.size(); ++i) read();
+    if (isRead) {
+        measure(state, 0, window * window, CopyYardstick(8.0 * 3 * window * window), read);
+    } else {
+        state.SkipWithError("OpenImageIO cannot read its tiles");
+    }
+    OIIO::ImageCache::destroy(cache);
+    std::filesystem::remove(path);
+}
+
+}  // namespace
+
+void addOpenImageIoBenchmarks() {
+    for (int const edge : {2048, 1024}) {
+        add("cache/hits/" + std::to_string(edge) + "/OpenImageIO",
+            [=](auto& state) { readHits(state, edge); });
+    }
+}
+
+}  // namespace Quivo::Benchmarks

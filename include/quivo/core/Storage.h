@@ -1,0 +1,52 @@
+#pragma once
+
+#include <quivo/core/Export.h>
+
+#include <cstddef>
+#include <new>
+#include <utility>
+
+namespace Quivo {
+
+/// Memory that is all 0 when it comes. Large blocks come in huge pages where the system has them:
+/// making and finding thousands of small ones costs more than most of what is done with the
+/// numbers. Any thread.
+struct QUIVO_API ZeroedMemory {
+    /// The caller gives it back through `free`.
+    /// error: std::bad_alloc.
+    [[nodiscard]] static void* allocate(std::size_t bytes);
+
+    /// Gives back what `allocate` gave for the same number of bytes.
+    static void free(void* memory, std::size_t bytes) noexcept;
+};
+
+/// Lets a standard container have such memory. Elements that it makes without a value are 0 by
+/// that; so it must not make them twice in one place, as it would after shrinking and growing
+/// again.
+template <typename T>
+struct ZeroedAllocator {
+    using value_type = T;
+
+    ZeroedAllocator() noexcept = default;
+    template <typename U>
+    ZeroedAllocator(ZeroedAllocator<U> const&) noexcept {}
+
+    [[nodiscard]] T* allocate(std::size_t count) {
+        if (count > static_cast<std::size_t>(-1) / sizeof(T)) throw std::bad_array_new_length();
+        return static_cast<T*>(ZeroedMemory::allocate(count * sizeof(T)));
+    }
+    void deallocate(T* memory, std::size_t count) noexcept {
+        ZeroedMemory::free(memory, count * sizeof(T));
+    }
+
+    template <typename U>
+    void construct(U*) noexcept {}
+    template <typename U, typename... Arguments>
+    void construct(U* place, Arguments&&... arguments) {
+        ::new (static_cast<void*>(place)) U(std::forward<Arguments>(arguments)...);
+    }
+
+    friend bool operator==(ZeroedAllocator const&, ZeroedAllocator const&) noexcept { return true; }
+};
+
+}  // namespace Quivo
