@@ -94,7 +94,9 @@ TEST(CpuVariants, GiveTheBitsOfThePlainLoops) {
         return noiseAt(c, p) > 0.5 ? noiseAt(c, p) * 1e17 : noiseAt(c, p) - 0.2;
     });
     std::vector<unsigned char> bytes;
-    for (double value : in) bytes.push_back(static_cast<unsigned char>(std::fmod(value, 255.0)));
+    for (long long i = 0; i < room; ++i) {
+        bytes.push_back(static_cast<unsigned char>(127.5 * (noiseAt(1, Vector(i, 0, 0)) + 1.0)));
+    }
     auto const weights = AreaWeights::ofPixels(3, 1500, 0.3);
     std::vector<long long> sources;
     for (long long i = 0; i < weights.getSize(); ++i) sources.push_back(weights.getSource(i));
