@@ -4,6 +4,7 @@
 #   scripts/setup.sh demo   build the library and the tool
 #   scripts/setup.sh test   and the tests
 #   scripts/setup.sh ci     and everything that continuous integration runs
+#   scripts/setup.sh bench  benchmarks, and the libraries that they are compared with
 set -euo pipefail
 
 purpose=${1:-}
@@ -12,8 +13,12 @@ case $purpose in
     demo) ;;
     test) packages+=(libgtest-dev pkg-config python3) ;;
     ci) packages+=(libgtest-dev pkg-config python3 ccache clang clang-format libclang-rt-14-dev git) ;;
+    bench)
+        packages+=(libbenchmark-dev pkg-config python3 git time libopencv-dev libgdal-dev
+            libopenimageio-dev libvips-tools)
+        ;;
     *)
-        echo "usage: scripts/setup.sh demo|test|ci" >&2
+        echo "usage: scripts/setup.sh demo|test|ci|bench" >&2
         exit 2
         ;;
 esac

@@ -1,0 +1,55 @@
+#!/usr/bin/env python3
+"""Prints the results of the benchmarks as one table in Markdown.
+
+    bench_table.py RESULTS.json                         job, time, ratio, goal, and who else did it
+    bench_table.py --compare THIS.json OTHER.json ...   medians of the times of both, and their ratio
+"""
+import json
+import statistics
+import sys
+
+PEERS = ["OpenCV", "GDAL", "OpenImageIO"]
+
+
+def read(path):
+    with open(path, encoding="utf-8") as file:
+        found = json.load(file)["benchmarks"]
+    return {entry["name"].split("/iterations")[0]: entry for entry in found}
+
+
+def print_table(results):
+    print("| job | ms | over the yardstick | goal | million pixels/s | peers: over the yardstick, "
+          "million pixels/s |")
+    print("|---|---|---|---|---|---|")
+    for name, entry in results.items():
+        if name.rsplit("/", 1)[-1] in PEERS:
+            continue
+        if entry.get("error_occurred"):
+            print(f"| {name} | wrong: {entry['error_message']} | | | | |")
+            continue
+        others = []
+        for peer in PEERS:
+            other = results.get(f"{name}/{peer}")
+            if other and not other.get("error_occurred"):
+                others.append(f"{peer} {other['x_memcpy']:.2f}, {other['Mpixels_s']:.0f}")
+        goal = f"{entry['goal']:g}" if entry["goal"] else ""
+        print(f"| {name} | {entry['ms']:.3g} | {entry['x_memcpy']:.2f} | {goal} "
+              f"| {entry['Mpixels_s']:.0f} | {'; '.join(others)} |")
+
+
+def print_comparison(these, others):
+    print("| job | this, ms | other, ms | this / other |")
+    print("|---|---|---|---|")
+    for name in these[0]:
+        if name.rsplit("/", 1)[-1] in PEERS or not all(name in run for run in others):
+            continue
+        times = [statistics.median(run[name].get("ms", float("nan")) for run in runs)
+                 for runs in (these, others)]
+        print(f"| {name} | {times[0]:.3g} | {times[1]:.3g} | {times[0] / times[1]:.2f} |")
+
+
+if sys.argv[1] == "--compare":
+    runs = [read(path) for path in sys.argv[2:]]
+    print_comparison(runs[0::2], runs[1::2])
+else:
+    print_table(read(sys.argv[1]))
