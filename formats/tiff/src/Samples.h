@@ -97,18 +97,41 @@ template <typename T>
     }
 }
 
+/// Calls `function` with the number of channels, for the usual ones as a constant, so that loops
+/// over the channels of a pixel unroll.
+template <typename Function>
+void withNumChannels(long long numChannels, Function&& function) {
+    if (numChannels == 1) return function(std::integral_constant<long long, 1>{});
+    if (numChannels == 3) return function(std::integral_constant<long long, 3>{});
+    if (numChannels == 4) return function(std::integral_constant<long long, 4>{});
+    function(numChannels);
+}
+
 /// Stores the 2 x 2 means of two rows of interleaved pixels with `numChannels` samples each:
 /// `count` pixels of `dst` out of 2 * count of `upper` and of `lower`.
 template <typename T>
 void halveRows(T const* upper, T const* lower, T* dst, long long count, long long numChannels) {
-    for (long long x = 0; x < count; ++x) {
-        for (long long c = 0; c < numChannels; ++c) {
-            long long const left = 2 * x * numChannels + c;
-            long long const right = left + numChannels;
-            dst[x * numChannels + c] =
-                meanOfFour(upper[left], upper[right], lower[left], lower[right]);
+    withNumChannels(numChannels, [=](auto channels) {
+        for (long long x = 0; x < count; ++x) {
+            for (long long c = 0; c < channels; ++c) {
+                long long const left = 2 * x * channels + c;
+                long long const right = left + channels;
+                dst[x * channels + c] =
+                    meanOfFour(upper[left], upper[right], lower[left], lower[right]);
+            }
         }
-    }
+    });
+}
+
+/// Makes pixels of `numChannels` planar rows, `stride` samples apart.
+template <typename T>
+void interleaveRows(T const* rows, long long stride, T* dst, long long count,
+                    long long numChannels) {
+    withNumChannels(numChannels, [=](auto channels) {
+        for (long long x = 0; x < count; ++x) {
+            for (long long c = 0; c < channels; ++c) dst[x * channels + c] = rows[c * stride + x];
+        }
+    });
 }
 
 }  // namespace Quivo::detail

@@ -260,34 +260,26 @@ void WriteSession::readSamples(Source& source, long long level, Vector const& co
     }
 }
 
-namespace {
-
-/// The samples of a row: of doubles in `buffer`, first the numbers, many at once.
-template <typename T>
-T const* toSamples(double const* values, std::vector<T>& buffer) {
-    for (std::size_t x = 0; x < buffer.size(); ++x) buffer[x] = toSample<T>(values[x]);
-    return buffer.data();
-}
-
-template <typename T>
-T const* toSamples(T const* samples, std::vector<T>&) requires(!std::is_same_v<T, double>) {
-    return samples;
-}
-
-}  // namespace
-
 template <typename T, typename In>
 void WriteSession::interleave(In const* values, Vector const& extent, long long firstRow,
                               Tile& tile) const {
     auto const numChannels = plan_.format.numChannels;
-    std::vector<T> buffer(static_cast<std::size_t>(extent.x));
+    bool constexpr areSamples = std::is_same_v<T, In>;
+    std::vector<T> rows(areSamples ? 0 : static_cast<std::size_t>(extent.x * numChannels));
     for (long long y = 0; y < extent.y; ++y) {
         T* const out = reinterpret_cast<T*>(tile.samples.data()) +
                        (firstRow + y) * plan_.format.width * numChannels;
-        for (long long c = 0; c < numChannels; ++c) {
-            T const* const row = toSamples<T>(values + (c * extent.y + y) * extent.x, buffer);
-            for (long long x = 0; x < extent.x; ++x) out[x * numChannels + c] = row[x];
+        if constexpr (areSamples) {
+            interleaveRows(values + y * extent.x, extent.x * extent.y, out, extent.x, numChannels);
+            continue;
         }
+        // First the numbers, many at once, then their places.
+        for (long long c = 0; c < numChannels; ++c) {
+            In const* const in = values + (c * extent.y + y) * extent.x;
+            T* const row = rows.data() + c * extent.x;
+            for (long long x = 0; x < extent.x; ++x) row[x] = toSample<T>(in[x]);
+        }
+        interleaveRows(rows.data(), extent.x, out, extent.x, numChannels);
     }
 }
 
