@@ -1,6 +1,7 @@
 #include "File.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,13 +9,17 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
 namespace Quivo::detail {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 // Linux moves at most this much in one call; asking for less keeps the loops honest elsewhere.
 constexpr std::size_t maxTransfer = std::size_t{1} << 30;
@@ -34,12 +39,49 @@ long long transferAll(Transfer transfer, Byte* data, std::size_t size, long long
     return static_cast<long long>(done);
 }
 
-/// `path` with its file name cut so that something can be added to it.
-std::string shortened(std::string const& path) {
+/// What names of temporary files for `target` begin with; long names are cut to leave room.
+std::string temporaryStem(fs::path const& target) {
     constexpr std::size_t longestName = 200;
-    auto const slash = path.rfind('/');
-    auto const name = slash == std::string::npos ? 0 : slash + 1;
-    return path.substr(0, name + std::min(path.size() - name, longestName));
+    auto const name = target.filename().string().substr(0, longestName);
+    return (target.parent_path() / (name + ".quivo-tmp-")).string();
+}
+
+/// Whether `name` is `stem` with two numbers behind it.
+bool isTemporary(std::string_view name, std::string_view stem) {
+    if (!name.starts_with(stem)) return false;
+    name.remove_prefix(stem.size());
+    auto const dash = name.find('-');
+    auto const isNumber = [](std::string_view text) {
+        return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+    };
+    return dash != name.npos && isNumber(name.substr(0, dash)) && isNumber(name.substr(dash + 1));
+}
+
+/// Deletes the temporary files that nobody writes any more. What cannot be told or deleted stays.
+void removeAbandoned(std::string const& stem) {
+    std::error_code none;
+    auto const folder = fs::path(stem).parent_path();
+    for (fs::directory_iterator at(folder.empty() ? "." : folder, none), end; !none && at != end;
+         at.increment(none)) {
+        if (!isTemporary(at->path().filename().string(), fs::path(stem).filename().string()))
+            continue;
+        int const descriptor =
+            ::open(at->path().c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        if (descriptor < 0) continue;
+        struct stat status {};
+        bool const isFile = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+        if (isFile && ::flock(descriptor, LOCK_EX | LOCK_NB) == 0) ::unlink(at->path().c_str());
+        ::close(descriptor);
+    }
+}
+
+/// Takes the lock that a file's writer holds and that ends with its process; false when another
+/// process took the file for abandoned just before. Where the file system has no locks there is
+/// none, and nobody can take it.
+bool lockNew(int descriptor) {
+    while (::flock(descriptor, LOCK_EX) != 0 && errno == EINTR) continue;
+    struct stat status {};
+    return ::fstat(descriptor, &status) != 0 || status.st_nlink > 0;
 }
 
 }  // namespace
@@ -51,11 +93,11 @@ void throwSystemError(std::string const& path, std::string const& action, int er
 
 std::shared_ptr<File const> File::openForReading(std::string const& path) {
     // Not blocking: opening a pipe without a writer would wait for one.
-    int const descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (descriptor < 0) throwSystemError(path, "cannot open", errno);
-    std::shared_ptr<File> file(new File(path, descriptor));
+    std::shared_ptr<File> file(new File(path));
+    file->descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file->descriptor_ < 0) throwSystemError(path, "cannot open", errno);
     struct stat status {};
-    if (::fstat(descriptor, &status) != 0) throwSystemError(path, "cannot open", errno);
+    if (::fstat(file->descriptor_, &status) != 0) throwSystemError(path, "cannot open", errno);
     if (S_ISDIR(status.st_mode)) throwSystemError(path, "cannot open", EISDIR);
     if (!S_ISREG(status.st_mode)) throw std::runtime_error(path + ": not a regular file");
     file->size_ = status.st_size;
@@ -64,27 +106,42 @@ std::shared_ptr<File const> File::openForReading(std::string const& path) {
 
 std::unique_ptr<File> File::createBeside(std::string const& target) {
     static std::atomic<unsigned> counter{0};
-    std::string const stem = shortened(target) + ".quivo-tmp-" + std::to_string(::getpid()) + "-";
+    std::string const stem = temporaryStem(target);
+    removeAbandoned(stem);
     // What replaces a private file is private from the start.
     struct stat status {};
     bool const replaces = ::stat(target.c_str(), &status) == 0;
     for (;;) {
-        std::string path = stem + std::to_string(counter++);
+        auto const number = std::to_string(::getpid()) + "-" + std::to_string(counter++);
+        std::unique_ptr<File> file(new File(stem + number));
         auto const flags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
-        int const descriptor = ::open(path.c_str(), flags, replaces ? 0600 : 0666);
-        if (descriptor < 0 && errno == EEXIST) continue;
-        if (descriptor < 0) throwSystemError(target, "cannot create", errno);
-        std::unique_ptr<File> file(new File(std::move(path), descriptor));
+        file->descriptor_ = ::open(file->path_.c_str(), flags, replaces ? 0600 : 0666);
+        if (file->descriptor_ < 0 && errno == EEXIST) continue;
+        if (file->descriptor_ < 0) throwSystemError(target, "cannot create", errno);
         file->isTemporary_ = true;
-        if (replaces && ::fchmod(descriptor, status.st_mode & 07777) != 0) {
+        if (!lockNew(file->descriptor_)) continue;
+        if (replaces && ::fchmod(file->descriptor_, status.st_mode & 07777) != 0) {
             throwSystemError(target, "cannot create", errno);
         }
         return file;
     }
 }
 
-File::File(std::string path, int descriptor) noexcept
-    : path_(std::move(path)), descriptor_(descriptor) {}
+std::unique_ptr<File> File::createNameless(std::string const& target) {
+#ifdef O_TMPFILE
+    auto const folder = fs::path(target).parent_path();
+    std::unique_ptr<File> nameless(new File(target));
+    nameless->descriptor_ = ::open(folder.empty() ? "." : folder.c_str(),
+                                   O_RDWR | O_TMPFILE | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (nameless->descriptor_ >= 0) return nameless;
+#endif
+    // Not every file system can.
+    auto file = createBeside(target);
+    file->unlink();
+    return file;
+}
+
+File::File(std::string path) noexcept : path_(std::move(path)) {}
 
 File::~File() {
     if (isTemporary_) unlink();
@@ -113,8 +170,10 @@ void File::unlink() noexcept {
 }
 
 void File::renameTo(std::string const& target) {
+    // The lock lasts until the last descriptor is closed.
+    int const locked = ::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
     // Some file systems report a full disk only now.
-    if (::close(std::exchange(descriptor_, -1)) != 0)
+    if (::close(std::exchange(descriptor_, locked)) != 0)
         throwSystemError(target, "cannot write", errno);
     if (std::rename(path_.c_str(), target.c_str()) != 0) {
         throwSystemError(target, "cannot replace", errno);

@@ -13,10 +13,16 @@ public:
     /// error: std::runtime_error "PATH: reason".
     static std::shared_ptr<File const> openForReading(std::string const& path);
 
-    /// Creates a file beside `target` under a new name that says where it belongs. It is deleted
-    /// again in the end unless `renameTo` succeeds.
-    /// error: std::runtime_error "TARGET: reason".
+    /// Creates a file beside `target` under a new name that says where it belongs,
+    /// TARGET.quivo-tmp- and two numbers, and locks it. It is deleted again in the end unless
+    /// `renameTo` succeeds. Files of such names whose lock nobody holds are what killed processes
+    /// left: they are deleted. error: std::runtime_error "TARGET: reason".
     static std::unique_ptr<File> createBeside(std::string const& target);
+
+    /// Creates a file without a name in the folder of `target`: it ends with the object, or with
+    /// the process.
+    /// error: std::runtime_error "TARGET: reason".
+    static std::unique_ptr<File> createNameless(std::string const& target);
 
     File(File const&) = delete;
     File& operator=(File const&) = delete;
@@ -34,18 +40,18 @@ public:
     /// Writes all `size` bytes at `position`; false on failure (errno).
     bool write(void const* data, std::size_t size, long long position) const noexcept;
 
-    /// Takes the name of a temporary file away: it lives on until it is closed.
-    void unlink() noexcept;
-
     /// Closes the file and gives it the name `target`, replacing what is there.
     /// error: std::runtime_error "TARGET: reason".
     void renameTo(std::string const& target);
 
 private:
-    File(std::string path, int descriptor) noexcept;
+    explicit File(std::string path) noexcept;
+
+    /// Takes the name of a temporary file away: it lives on until it is closed.
+    void unlink() noexcept;
 
     std::string path_;
-    int descriptor_;
+    int descriptor_ = -1;
     long long size_ = 0;
     bool isTemporary_ = false;
 };

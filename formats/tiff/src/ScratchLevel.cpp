@@ -5,9 +5,10 @@
 namespace Quivo::detail {
 
 ScratchLevel::ScratchLevel(std::string const& target, Vector const& extent, long long pixelBytes)
-    : target_(target), extent_(extent), pixelBytes_(pixelBytes), file_(File::createBeside(target)) {
-    file_->unlink();
-}
+    : target_(target),
+      extent_(extent),
+      pixelBytes_(pixelBytes),
+      file_(File::createNameless(target)) {}
 
 void ScratchLevel::writeRows(long long slice, long long firstRow, Bytes const& rows) {
     if (!file_->write(rows.data(), rows.size(), getPosition(slice, firstRow))) {
