@@ -8,6 +8,10 @@
 
 #include <unistd.h>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 namespace Quivo::tool {
 
 double getMemorySize() {
@@ -25,6 +29,13 @@ void checkFitsIntoMemory(std::string const& subject, double numBytes) {
     throw std::runtime_error(subject + ": the region needs " + toText(numBytes / gib, 1) +
                              " GiB of memory and there are " + toText(available / gib, 1) +
                              ": choose a smaller --box or a coarser --level");
+}
+
+void keepFreedMemory() {
+#ifdef __GLIBC__
+    mallopt(M_MMAP_THRESHOLD, 32 << 20);
+    mallopt(M_TRIM_THRESHOLD, 256 << 20);
+#endif
 }
 
 }  // namespace Quivo::tool

@@ -12,4 +12,8 @@ namespace Quivo::tool {
 /// would be needed and what to do.
 void checkFitsIntoMemory(std::string const& subject, double numBytes);
 
+/// Lets the process keep freed blocks of usual sizes for the next ones: taking them from the system
+/// anew costs as much as copying them. Before the first thread.
+void keepFreedMemory();
+
 }  // namespace Quivo::tool

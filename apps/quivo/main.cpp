@@ -1,4 +1,5 @@
 #include "Commands.h"
+#include "Memory.h"
 
 #include <quivo/core/Version.h>
 #include <quivo/writer/Progress.h>
@@ -103,5 +104,6 @@ int main(int argc, char** argv) {
     // A reader that goes away and a limit on file sizes are failed writes, not sudden ends.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    Quivo::tool::keepFreedMemory();
     return Quivo::tool::runAndReport(argc, argv);
 }
