@@ -3,6 +3,8 @@
 // What reader and writer do with single samples: one place for every rule that depends on the
 // sample type, so that a level computed on reading holds what the writer would have stored.
 
+#include "RgbBytes.h"
+
 #include <quivo/tiff/SampleType.h>
 
 #include <cmath>
@@ -111,6 +113,9 @@ void withNumChannels(long long numChannels, Function&& function) {
 /// `count` pixels of `dst` out of 2 * count of `upper` and of `lower`.
 template <typename T>
 void halveRows(T const* upper, T const* lower, T* dst, long long count, long long numChannels) {
+    if constexpr (std::is_same_v<T, std::uint8_t>) {
+        if (numChannels == 3) return halveRgb(upper, lower, dst, count);
+    }
     withNumChannels(numChannels, [=](auto channels) {
         for (long long x = 0; x < count; ++x) {
             for (long long c = 0; c < channels; ++c) {
@@ -127,11 +132,28 @@ void halveRows(T const* upper, T const* lower, T* dst, long long count, long lon
 template <typename T>
 void interleaveRows(T const* rows, long long stride, T* dst, long long count,
                     long long numChannels) {
+    if constexpr (std::is_same_v<T, std::uint8_t>) {
+        if (numChannels == 3) return joinRgb(rows, rows + stride, rows + 2 * stride, dst, count);
+    }
     withNumChannels(numChannels, [=](auto channels) {
         for (long long x = 0; x < count; ++x) {
             for (long long c = 0; c < channels; ++c) dst[x * channels + c] = rows[c * stride + x];
         }
     });
+}
+
+/// Makes planar rows, `stride` samples apart, of pixels of `numChannels` samples.
+template <typename T>
+void separateRow(T const* pixels, T* rows, long long stride, long long count,
+                 long long numChannels) {
+    if constexpr (std::is_same_v<T, std::uint8_t>) {
+        if (numChannels == 3) {
+            return splitRgb(pixels, rows, rows + stride, rows + 2 * stride, count);
+        }
+    }
+    for (long long c = 0; c < numChannels; ++c) {
+        for (long long x = 0; x < count; ++x) rows[c * stride + x] = pixels[x * numChannels + c];
+    }
 }
 
 }  // namespace Quivo::detail
