@@ -1,5 +1,7 @@
 #include "PageDecoder.h"
 
+#include "Samples.h"
+
 #include <quivo/writer/Progress.h>
 
 #include <algorithm>
@@ -42,16 +44,14 @@ private:
     template <typename T>
     void storeSamples(T const* src, long long srcStride, long long numSamples,
                       long long firstChannel, long long y, long long height) {
-        auto* const planes = reinterpret_cast<T*>(block_.samples.data());
-        for (long long s = 0; s < numSamples; ++s) {
-            bool const turnOver =
-                page_.presentation == Presentation::Inverted && firstChannel + s == 0;
-            T* out = planes + ((firstChannel + s) * block_.height + y) * block_.width;
-            for (long long row = 0; row < height; ++row, out += block_.width) {
-                T const* const in = src + row * srcStride * numSamples + s;
-                for (long long x = 0; x < block_.width; ++x) out[x] = in[x * numSamples];
-                if (turnOver) invert(out);
-            }
+        auto const planeSize = block_.width * block_.height;
+        T* out = reinterpret_cast<T*>(block_.samples.data()) + firstChannel * planeSize +
+                 y * block_.width;
+        bool const turnOver = page_.presentation == Presentation::Inverted && firstChannel == 0;
+        for (long long row = 0; row < height; ++row, out += block_.width) {
+            separateRow(src + row * srcStride * numSamples, out, planeSize, block_.width,
+                        numSamples);
+            if (turnOver) invert(out);
         }
     }
 
@@ -85,15 +85,65 @@ private:
     Block& block_;
 };
 
-/// Whether a tile or strip has no bytes: it was never written and reads as zeros.
+/// How many bytes of the file belong to a tile or strip. None: it was never written and reads as
+/// zeros.
 /// error: std::runtime_error when the file's tables do not tell.
-bool isUnwritten(TiffHandle& tiff, std::uint32_t block) {
+long long getStoredBytes(TiffHandle& tiff, std::uint32_t block) {
     int failed = 0;
     auto const size = TIFFGetStrileByteCountWithErr(tiff.get(), block, &failed);
     tiff.check(!failed, "damaged table of tiles or strips");
     auto const offset = TIFFGetStrileOffsetWithErr(tiff.get(), block, &failed);
     tiff.check(!failed && (size == 0 || offset != 0), "damaged table of tiles or strips");
-    return size == 0;
+    if (size == 0) return 0;
+    auto const end = static_cast<std::uint64_t>(tiff.getStream().getSize());
+    tiff.check(offset < end, "damaged: tile or strip " + std::to_string(block) +
+                                 " lies behind the end of the file");
+    return static_cast<long long>(std::min(size, end - offset));
+}
+
+/// One tile or strip under a block, or one plane of it.
+struct Stored {
+    std::uint32_t number;
+    long long plane;
+    long long row;  ///< of the block where it begins
+    long long height;
+    long long bytes;  ///< when it is decoded
+};
+
+/// Calls `visit` for all tiles or strips under block (x, y), `height` rows high, plane by plane.
+template <typename Visit>
+void visitStored(PageInfo const& page, TiffHandle& tiff, long long x, long long y, long long height,
+                 Visit visit) {
+    auto const rowBytes =
+        page.storedBlockWidth * page.getSamplesPerPlane() * getSampleBytes(page.storedType);
+    auto const left = static_cast<std::uint32_t>(x * page.blockWidth);
+    for (long long plane = 0; plane < page.getNumPlanes(); ++plane) {
+        auto const sample = static_cast<std::uint16_t>(plane);
+        for (long long row = 0; row < height; row += page.storedBlockHeight) {
+            auto const top = static_cast<std::uint32_t>(y * page.blockHeight + row);
+            auto const number = page.isTiled ? TIFFComputeTile(tiff.get(), left, top, 0, sample)
+                                             : TIFFComputeStrip(tiff.get(), top, sample);
+            // Tiles are whole, the last strip ends with the image.
+            auto const rows = page.isTiled ? page.storedBlockHeight
+                                           : std::min(page.storedBlockHeight, height - row);
+            visit(Stored{number, plane, row, rows, rows * rowBytes});
+        }
+    }
+}
+
+/// Throws when what the file has for a block cannot become what its header claims: before memory
+/// is taken for it.
+void checkClaims(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
+                 long long height) {
+    if (page.maxRatio == 0) return;
+    constexpr long long slack = 64;
+    visitStored(page, tiff, x, y, height, [&](Stored const& stored) {
+        auto const bytes = getStoredBytes(tiff, stored.number);
+        tiff.check(bytes == 0 || stored.bytes / page.maxRatio <= bytes + slack,
+                   "damaged: the " + std::to_string(bytes) + " bytes of tile or strip " +
+                       std::to_string(stored.number) + " cannot become " +
+                       std::to_string(stored.bytes));
+    });
 }
 
 }  // namespace
@@ -103,19 +153,22 @@ std::shared_ptr<Block const> PageDecoder::decode(PageInfo const& page, long long
     auto block = std::make_shared<Block>();
     block->width = std::min(page.blockWidth, page.width - x * page.blockWidth);
     block->height = std::min(page.blockHeight, page.height - y * page.blockHeight);
-    block->samples.resize(static_cast<std::size_t>(block->width * block->height * page.numChannels *
-                                                   getSampleBytes(page.sampleType)));
+    auto const makeRoom = [&] {
+        block->samples.resize(static_cast<std::size_t>(
+            block->width * block->height * page.numChannels * getSampleBytes(page.sampleType)));
+    };
     if (page.readsByRow) {
+        makeRoom();
         decodeRows(page, y, *block, checker);
         return block;
     }
     OpenPage handle = takeHandle(page);
+    checkClaims(page, *handle.tiff, x, y, block->height);
+    makeRoom();
     if (page.presentation == Presentation::Converted) {
         decodeConverted(page, *handle.tiff, x, y, *block);
-    } else if (page.isTiled) {
-        decodeTile(page, *handle.tiff, x, y, *block);
     } else {
-        decodeStrips(page, *handle.tiff, y, *block);
+        decodeStored(page, *handle.tiff, x, y, *block);
     }
     giveBack(std::move(handle));  // one that failed is closed instead
     return block;
@@ -155,59 +208,28 @@ void PageDecoder::giveBack(OpenPage handle) {
     idleHandles_.push_back(std::move(handle));
 }
 
-void PageDecoder::decodeTile(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
-                             Block& block) {
+void PageDecoder::decodeStored(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
+                               Block& block) {
+    auto* const file = tiff.get();
     Presenter presenter(page, block);
-    Bytes decoded(static_cast<std::size_t>(TIFFTileSize(tiff.get())));
-    auto const numPlanes = page.getNumPlanes();
-    auto const samplesPerPlane = page.getSamplesPerPlane();
-    auto const expected = page.storedBlockWidth * page.storedBlockHeight * samplesPerPlane *
-                          getSampleBytes(page.storedType);
-    tiff.check(static_cast<long long>(decoded.size()) == expected, "tiles of an unexpected size");
-    for (long long plane = 0; plane < numPlanes; ++plane) {
-        auto const tile = TIFFComputeTile(
-            tiff.get(), static_cast<std::uint32_t>(x * page.blockWidth),
-            static_cast<std::uint32_t>(y * page.blockHeight), 0, static_cast<std::uint16_t>(plane));
-        if (isUnwritten(tiff, tile)) {
+    Bytes decoded(
+        static_cast<std::size_t>(page.isTiled ? TIFFTileSize(file) : TIFFStripSize(file)));
+    visitStored(page, tiff, x, y, block.height, [&](Stored const& stored) {
+        auto const name = (page.isTiled ? "tile " : "strip ") + std::to_string(stored.number);
+        tiff.check(static_cast<long long>(decoded.size()) >= stored.bytes,
+                   name + " has an unexpected size");
+        if (getStoredBytes(tiff, stored.number) == 0) {
             std::fill(decoded.begin(), decoded.end(), std::byte{});
         } else {
-            auto const got =
-                TIFFReadEncodedTile(tiff.get(), tile, decoded.data(), tmsize_t(expected));
-            tiff.check(got == expected, "damaged tile " + std::to_string(tile));
+            auto const read = page.isTiled ? TIFFReadEncodedTile : TIFFReadEncodedStrip;
+            auto const got = read(file, stored.number, decoded.data(), tmsize_t(stored.bytes));
+            tiff.check(got == stored.bytes, "damaged " + name);
             tiff.checkComplete();
         }
-        presenter.store(decoded.data(), page.storedBlockWidth, samplesPerPlane, plane, 0,
-                        block.height);
-    }
-}
-
-void PageDecoder::decodeStrips(PageInfo const& page, TiffHandle& tiff, long long y, Block& block) {
-    Presenter presenter(page, block);
-    Bytes decoded(static_cast<std::size_t>(TIFFStripSize(tiff.get())));
-    auto const numPlanes = page.getNumPlanes();
-    auto const samplesPerPlane = page.getSamplesPerPlane();
-    auto const rowBytes = page.width * samplesPerPlane * getSampleBytes(page.storedType);
-    auto const firstRow = y * page.blockHeight;
-    for (long long plane = 0; plane < numPlanes; ++plane) {
-        for (long long row = 0; row < block.height; row += page.storedBlockHeight) {
-            auto const height = std::min(page.storedBlockHeight, block.height - row);
-            auto const strip =
-                TIFFComputeStrip(tiff.get(), static_cast<std::uint32_t>(firstRow + row),
-                                 static_cast<std::uint16_t>(plane));
-            auto const expected = height * rowBytes;
-            tiff.check(static_cast<long long>(decoded.size()) >= expected,
-                       "strips of an unexpected size");
-            if (isUnwritten(tiff, strip)) {
-                std::fill(decoded.begin(), decoded.end(), std::byte{});
-            } else {
-                auto const got =
-                    TIFFReadEncodedStrip(tiff.get(), strip, decoded.data(), tmsize_t(expected));
-                tiff.check(got == expected, "damaged strip " + std::to_string(strip));
-                tiff.checkComplete();
-            }
-            presenter.store(decoded.data(), page.width, samplesPerPlane, plane, row, height);
-        }
-    }
+        presenter.store(decoded.data(), page.storedBlockWidth, page.getSamplesPerPlane(),
+                        stored.plane, stored.row,
+                        std::min(stored.height, block.height - stored.row));
+    });
 }
 
 void PageDecoder::decodeConverted(PageInfo const& page, TiffHandle& tiff, long long x, long long y,

@@ -44,8 +44,8 @@ private:
     OpenPage takeHandle(PageInfo const& page);
     void giveBack(OpenPage handle);
 
-    void decodeTile(PageInfo const& page, TiffHandle& tiff, long long x, long long y, Block& block);
-    void decodeStrips(PageInfo const& page, TiffHandle& tiff, long long y, Block& block);
+    void decodeStored(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
+                      Block& block);
     void decodeConverted(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
                          Block& block);
     void decodeRows(PageInfo const& page, long long y, Block& block, CancellationChecker* checker);

@@ -17,6 +17,24 @@ long long plausibleBytes(long long fileSize) {
     return std::max(256LL << 20, std::min(fileSize, 1LL << 48) * 4096);
 }
 
+/// What the best case of a codec makes of one byte, rounded up; 0 where there is no bound.
+long long maxRatioOf(std::uint16_t compression) {
+    switch (compression) {
+        case COMPRESSION_NONE:
+            return 1;
+        case COMPRESSION_PACKBITS:  // 128 repeated bytes out of two
+            return 64;
+        case COMPRESSION_ADOBE_DEFLATE:
+        case COMPRESSION_DEFLATE:  // 258 repeated bytes out of two bits
+            return 1040;
+        case COMPRESSION_LZW:   // the longest of 4096 codes again and again, in 12 bits each
+        case COMPRESSION_JPEG:  // 4 x 4 blocks with two of colour, one bit each
+            return 4096;
+        default:
+            return 0;
+    }
+}
+
 }  // namespace
 
 PageInfo::PageInfo(TiffHandle& tiff) {
@@ -46,6 +64,7 @@ PageInfo::PageInfo(TiffHandle& tiff) {
         return;
     }
     isUncompressed = compression == COMPRESSION_NONE;
+    maxRatio = maxRatioOf(compression);
     isTiled = TIFFIsTiled(tiff.get()) != 0;
     isSeparate = tiff.getDefaulted<std::uint16_t>(TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE &&
                  storedSamples > 1;
@@ -90,6 +109,7 @@ void PageInfo::readColours(TiffHandle& tiff) {
             unsupported = std::string("the colours cannot be converted: ") + reason;
         }
         presentation = Presentation::Converted;
+        maxRatio *= 16;  // one sample of colour for 4 x 4 pixels
         hasColours = true;
         numChannels = 3;
         return;

@@ -41,6 +41,8 @@ struct PageInfo {
     long long blockHeight = 0;
     bool readsByRow = false;      ///< strips too large to be decoded whole
     bool isUncompressed = false;  ///< so that any row can be read without those before it
+    /// The most bytes that one stored byte can become; 0 where the codec has no such bound.
+    long long maxRatio = 0;
 
     bool isSeparate = false;      ///< one plane per sample
     bool isYCbCrJpeg = false;     ///< libtiff converts to RGB while decoding
