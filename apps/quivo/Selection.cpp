@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 
 namespace Quivo::tool {
@@ -25,6 +26,18 @@ constexpr double sourcePieceSide = 1024.0;
 
 long long getPieceSide(double factor) noexcept {
     return std::max(static_cast<long long>(sourcePieceSide * factor), 1LL);
+}
+
+/// The tiles in which pixels of `image` are kept: its own, or parts of those that are huge; none
+/// where not even these are small beside the cache.
+std::optional<Vector> chooseCacheTile(Image const& image, long long cacheSizeMB) {
+    constexpr long long maxSide = 1024, minTiles = 8;
+    Vector const own = image.getTileExtent();
+    Vector const tile(std::min(own.x, maxSide), std::min(own.y, maxSide), 1);
+    auto const tileBytes = static_cast<double>(tile.prod()) * sizeof(double) *
+                           static_cast<double>(image.getNumChannels());
+    if (tileBytes * minTiles > static_cast<double>(cacheSizeMB) * 1048576.0) return std::nullopt;
+    return tile;
 }
 
 std::string toText(Vector const& extent, char const* unit) {
@@ -68,7 +81,7 @@ Selection::Selection(Source const& source, RegionOptions const& region, Border b
     }
     // Where nothing is inside, all positions are alike.
     frame_ = frame_.translated(inside.isEmpty() ? -frame_.min : -inside.min);
-    build(nullptr, false, 0);
+    build(nullptr, 0);
 }
 
 void Selection::scale(double factor, long long level, long long cacheSizeMB,
@@ -90,9 +103,8 @@ void Selection::scale(double factor, long long level, long long cacheSizeMB,
     // blocks, each made of 4^n tiles. Over fewer than three levels, copying into the cache costs
     // more than it saves (measured). What is stored waits in the TiffImage's own cache of decoded
     // blocks, and what has no file behind it computes the pixels of the border and nothing else.
-    bool const cachesSource =
-        cacheSizeMB > 0 && source_.countComputedLevels(baseLevel_ + level) >= 3;
-    build(&checker, cachesSource, cacheSizeMB);
+    bool const cachesSource = source_.countComputedLevels(baseLevel_ + level) >= 3;
+    build(&checker, cachesSource ? cacheSizeMB : 0);
 }
 
 void Selection::expectTiles(long long tileSide, long long cacheSizeMB) {
@@ -127,10 +139,10 @@ bool Selection::isLevelStored(long long level) const noexcept {
     return !factor_ && source_.isLevelStored(baseLevel_ + level);
 }
 
-void Selection::build(CancellationChecker* checker, bool cachesSource, long long cacheSizeMB) {
+void Selection::build(CancellationChecker* checker, long long cacheSizeMB) {
     filters_.clear();
     top_ = &source_.getImage();
-    if (cachesSource) add<CachedImage>(cacheSizeMB);
+    if (auto const tile = chooseCacheTile(*top_, cacheSizeMB)) add<CachedImage>(cacheSizeMB, *tile);
     if (box_) add<SubImageFilter>(*box_, baseLevel_);
     if (slice_) add<SliceFilter>(*slice_);
     if (!factor_) return;

@@ -65,7 +65,7 @@ private:
         filters_.push_back(std::make_unique<F>(top_, std::forward<Arguments>(arguments)..., false));
         top_ = filters_.back().get();
     }
-    void build(CancellationChecker* checker, bool cachesSource, long long cacheSizeMB);
+    void build(CancellationChecker* checker, long long cacheSizeMB);
 
     Source const& source_;
     long long baseLevel_;

@@ -225,5 +225,36 @@ class Tool(unittest.TestCase):
             self.assertEqual((process.returncode, message.count(b"\n")), (130, 1))
             self.assertEqual(snapshot(), before)
 
+    def test_a_killed_convert_leaves_one_file_and_that_until_the_next(self):
+        call("convert", "grey.tif", "o.tif")
+        before = snapshot()
+        process = subprocess.Popen([QUIVO, *"convert mandelbrot:9000x9000 o.tif --force".split()],
+                                   stderr=subprocess.DEVNULL)
+        while len(os.listdir()) == len(before) and process.poll() is None: time.sleep(0.02)
+        temporary, = set(os.listdir()) - set(before)
+        call("convert", "grey.tif", "o.tif", "--force")
+        self.assertIn(temporary, os.listdir(), "somebody writes it")
+        process.kill()
+        process.wait()
+        left = snapshot()
+        left.pop(temporary)
+        self.assertEqual(left, before, "the target and nothing else")
+        Path("o.tif.quivo-tmp-notes").touch()
+        call("convert", "grey.tif", "o.tif", "--force")
+        self.assertEqual(set(os.listdir()), {*before, "o.tif.quivo-tmp-notes"})
+
+    def test_convert_reads_the_source_once(self):
+        write_tiff("strips.tif", 1200, 800, "H", [i % 65521 for i in range(960000)])
+        call("convert", "mandelbrot:1300x900", "tiles.tif", "--compression", "none", "--tile", "80")
+        for source, size in ("strips.tif", 2 * 960000), ("tiles.tif", 3 * 1360 * 960):
+            process = subprocess.Popen([QUIVO, *f"convert {source} o.tif --force --quiet --levels "
+                                                "previous".split()])
+            os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOWAIT)
+            counts = dict(line.split(": ") for line in
+                          Path(f"/proc/{process.pid}/io").read_text().splitlines())
+            process.wait()
+            # Its whole tiles, a third of that for the levels made on the way, and the program.
+            self.assertLess(int(counts["rchar"]), 1.34 * size + 300000, source)
+
 if __name__ == "__main__":
     unittest.main()
