@@ -22,7 +22,7 @@ EXCEPTIONS = {
     "src/core/Resolution.cpp": {"quivo/image/Image.h"},
 }
 # The rooms around the core: each has its own headers and the public ones of the others.
-OUTER = ["formats", "apps", "examples"]
+OUTER = ["formats", "apps", "examples", "benchmarks"]
 UMBRELLA = "include/quivo/Quivo.h"
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.MULTILINE)
@@ -63,7 +63,7 @@ def outer_violations(root):
               for path in files(base, "quivo")}
     for path in files(root, *OUTER):
         name = path.relative_to(root).as_posix()
-        room = root.joinpath(*name.split("/")[:1 if name.startswith("examples") else 2])
+        room = root.joinpath(*name.split("/")[:1 if name.split("/")[0] in ("examples", "benchmarks") else 2])
         own = {p.name for p in files(room, ".")}
         for quote, target in INCLUDE.findall(path.read_text()):
             if quote == "<" and target.startswith("quivo/") and target not in public:

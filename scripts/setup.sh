@@ -15,7 +15,7 @@ case $purpose in
     ci) packages+=(libgtest-dev pkg-config python3 ccache clang clang-format libclang-rt-14-dev git) ;;
     bench)
         packages+=(libbenchmark-dev pkg-config python3 git time libopencv-dev libgdal-dev
-            libopenimageio-dev libvips-tools)
+            libopenimageio-dev libvips-tools gnuplot-nox)
         ;;
     *)
         echo "usage: scripts/setup.sh demo|test|ci|bench" >&2
