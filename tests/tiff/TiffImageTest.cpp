@@ -11,20 +11,6 @@ using TiffImageThreads = TempFolder;
 
 namespace {
 
-/// Overwrites tags of the first directory of a small classic file, checked by nobody.
-void patchTags(std::string const& path, std::vector<std::pair<int, unsigned>> const& tags) {
-    std::string bytes = slurp(path);
-    auto const byteAt = [&](std::size_t at) { return static_cast<unsigned char>(bytes.at(at)); };
-    for (auto const& [tag, value] : tags) {
-        std::size_t entry = byteAt(4) + 256U * byteAt(5) + 2;
-        while (byteAt(entry) + 256 * byteAt(entry + 1) != tag) entry += 12;
-        bytes[entry + 2] = TIFF_LONG;
-        for (std::size_t i = 0; i < 4; ++i)
-            bytes[entry + 8 + i] = static_cast<char>(value >> 8 * i);
-    }
-    spill(path, bytes);
-}
-
 /// Overwrites the last eighth of a compressed tile or strip.
 void damage(std::string const& path, std::uint32_t block) {
     TIFF* const tiff = TIFFOpen(path.c_str(), "r");

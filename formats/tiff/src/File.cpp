@@ -1,5 +1,6 @@
 #include "File.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -10,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -58,19 +60,21 @@ bool isTemporary(std::string_view name, std::string_view stem) {
 }
 
 /// Deletes the temporary files that nobody writes any more. What cannot be told or deleted stays.
-void removeAbandoned(std::string const& stem) {
-    std::error_code none;
-    auto const folder = fs::path(stem).parent_path();
-    for (fs::directory_iterator at(folder.empty() ? "." : folder, none), end; !none && at != end;
-         at.increment(none)) {
-        if (!isTemporary(at->path().filename().string(), fs::path(stem).filename().string()))
-            continue;
-        int const descriptor =
-            ::open(at->path().c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+void removeAbandoned(fs::path const& stem) {
+    // Not a std::filesystem::directory_iterator: GCC's ends the program when memory is short.
+    auto const parent = stem.has_parent_path() ? stem.parent_path() : fs::path(".");
+    std::unique_ptr<DIR, int (*)(DIR*)> const folder(::opendir(parent.c_str()), ::closedir);
+    if (!folder) return;
+    while (dirent const* const entry = ::readdir(folder.get())) {
+        if (!isTemporary(entry->d_name, stem.filename().native())) continue;
+        int const descriptor = ::openat(::dirfd(folder.get()), entry->d_name,
+                                        O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
         if (descriptor < 0) continue;
         struct stat status {};
         bool const isFile = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-        if (isFile && ::flock(descriptor, LOCK_EX | LOCK_NB) == 0) ::unlink(at->path().c_str());
+        if (isFile && ::flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
+            (void)::unlinkat(::dirfd(folder.get()), entry->d_name, 0);
+        }
         ::close(descriptor);
     }
 }

@@ -7,6 +7,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 
@@ -19,7 +20,10 @@ TiffStream& streamOf(thandle_t client) { return *static_cast<TiffStream*>(client
 tmsize_t readProc(thandle_t client, void* data, tmsize_t size) {
     TiffStream& stream = streamOf(client);
     auto const moved = stream.readAt(data, static_cast<std::size_t>(size), stream.position);
-    if (moved > 0) stream.position += moved;
+    // A failure is a short read to libtiff, which adds the number up and would clear the byte
+    // before its buffer for -1. The stream keeps what went wrong.
+    if (moved <= 0) return 0;
+    stream.position += moved;
     return moved;
 }
 
@@ -127,6 +131,7 @@ TiffHandle::TiffHandle(std::unique_ptr<TiffStream> stream, std::string name, cha
     : stream_(std::move(stream)), name_(std::move(name)) {
     std::unique_ptr<TIFFOpenOptions, decltype(&TIFFOpenOptionsFree)> options(TIFFOpenOptionsAlloc(),
                                                                              TIFFOpenOptionsFree);
+    if (!options) throw std::bad_alloc();
     TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keepError, this);
     TIFFOpenOptionsSetWarningHandlerExtR(options.get(), keepWarning, this);
     // What libtiff allocates at once on reading is never more than the file, give or take the
@@ -147,14 +152,15 @@ TiffHandle::~TiffHandle() {
 }
 
 void TiffHandle::close() {
-    bool const written = TIFFFlush(tiff_) != 0;
-    check(written && stream_->error == 0, "cannot be written");
+    check(TIFFFlush(tiff_) != 0, "cannot be written");
     TIFFCleanup(std::exchange(tiff_, nullptr));
 }
 
 void TiffHandle::check(bool success, std::string const& otherwise) {
     std::string text = std::exchange(message_, {});
-    if (success) return;
+    // libtiff goes on without the tags that it could not read.
+    bool const isWhole = stream_->error == 0 && stream_->readBudget >= 0;
+    if (success && isWhole) return;
     if (stream_->error != 0) text = std::generic_category().message(stream_->error);
     if (stream_->readBudget < 0) text = "damaged: its directories claim more than the file holds";
     fail(text.empty() ? otherwise : text);

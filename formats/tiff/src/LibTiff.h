@@ -95,8 +95,8 @@ public:
     [[nodiscard]] TIFF* get() const noexcept { return tiff_; }
     [[nodiscard]] TiffStream& getStream() const noexcept { return *stream_; }
 
-    /// Throws std::runtime_error "NAME: what went wrong" unless `success`: what the system said,
-    /// else what libtiff said first, else `otherwise`.
+    /// Throws std::runtime_error "NAME: what went wrong" unless `success` and no read or write has
+    /// failed: what the system said, else what libtiff said first, else `otherwise`.
     void check(bool success, std::string const& otherwise);
 
     /// Throws like `check` when the codec has warned that a tile or strip is smaller than its

@@ -83,13 +83,14 @@ PyramidLayout::PyramidLayout(TiffHandle& tiff) {
     levels[0] = std::move(base);
     placeReduced(reduced);
     readChannelNames(tiff);
+    tiff.check(true, "cannot be read");  // a tag that could not be is missing from its page only
 }
 
 void PyramidLayout::readChannelNames(TiffHandle& tiff) {
     PageInfo const& page = getFirstPage();
     // Names are those of stored samples, which a palette has none of.
     if (page.storedSamples != page.numChannels) return;
-    if (!TIFFSetSubDirectory(tiff.get(), page.directory)) return;
+    tiff.check(TIFFSetSubDirectory(tiff.get(), page.directory) != 0, "damaged directory");
     channelNames = parseChannelXml(getChannelXml(tiff), page.numChannels);
 }
 
