@@ -4,6 +4,7 @@
 #   scripts/setup.sh demo   build the library and the tool
 #   scripts/setup.sh test   and the tests
 #   scripts/setup.sh ci     and everything that continuous integration runs
+#   scripts/setup.sh docs   build the reference of the public headers
 #   scripts/setup.sh bench  benchmarks, and the libraries that they are compared with
 set -euo pipefail
 
@@ -12,13 +13,17 @@ packages=(g++ cmake ninja-build libtiff-dev libpng-dev libcli11-dev)
 case $purpose in
     demo) ;;
     test) packages+=(libgtest-dev pkg-config python3) ;;
-    ci) packages+=(libgtest-dev pkg-config python3 ccache clang clang-format libclang-rt-14-dev git) ;;
+    ci)
+        packages+=(libgtest-dev pkg-config python3 ccache clang clang-format libclang-rt-14-dev git
+            doxygen)
+        ;;
+    docs) packages=(doxygen) ;;
     bench)
         packages+=(libbenchmark-dev pkg-config python3 git time libopencv-dev libgdal-dev
             libopenimageio-dev libvips-tools gnuplot-nox)
         ;;
     *)
-        echo "usage: scripts/setup.sh demo|test|ci|bench" >&2
+        echo "usage: scripts/setup.sh demo|test|ci|docs|bench" >&2
         exit 2
         ;;
 esac

@@ -1,6 +1,7 @@
 #pragma once
 
-// Everything the core library offers.
+/// \file
+/// Everything the core library offers.
 
 #include <quivo/channels/ChannelBank.h>
 #include <quivo/core/Box.h>
@@ -34,3 +35,11 @@
 #include <quivo/util/Strings.h>
 #include <quivo/writer/ImageWriter.h>
 #include <quivo/writer/Progress.h>
+
+/// Everything that the library and its companions declare.
+///
+/// All sizes and positions are 64 bits wide, and arithmetic on them wraps around; pixels are planar
+/// doubles. Errors are exceptions whose text is one line; nothing is printed, and no thread is
+/// started except by `TiffWriter`. Pointers that a function takes are not null unless it says so
+/// (not checked), and stay the caller's unless a flag or a sentence hands them over.
+namespace Quivo {}

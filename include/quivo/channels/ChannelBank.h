@@ -20,23 +20,26 @@ class Image;
 /// images allow; adding must not overlap with anything.
 class QUIVO_API ChannelBank {
 public:
-    /// One channel, in the order in which they were added.
+    /// One channel, in the order in which they were added. Plain value.
     struct Entry {
-        std::string name;
-        Image* image;
+        std::string name;  ///< as it was added; may be empty
+        Image* image;      ///< not deleted by the entry
     };
 
-    /// `image` is the reference: never deleted by the bank.
+    /// `image` is the reference: never deleted by the bank, and asked for its extent with every
+    /// channel that is added.
     explicit ChannelBank(Image* image);
     ChannelBank(ChannelBank const&) = delete;
     ChannelBank& operator=(ChannelBank const&) = delete;
     /// Deletes the images that the bank owns, each once.
     virtual ~ChannelBank();
 
+    /// The reference image.
     [[nodiscard]] Image* getImage() const noexcept;
 
-    /// Appends a channel; an empty name cannot be looked up. With `takeOwnership` the bank deletes
-    /// the image at its end. A refusal changes nothing and takes no ownership.
+    /// Appends a channel; an empty name cannot be looked up, and may be given several times. With
+    /// `takeOwnership` the bank deletes the image at its end, otherwise it outlives the bank's
+    /// reads. An error changes nothing and takes no ownership.
     /// error: std::runtime_error `Filter has different extent from image ("NAME").`
     /// error: std::runtime_error `Filter has multiple channels ("NAME").`
     /// error: std::runtime_error `Filter name already exists ("NAME").`
@@ -46,9 +49,11 @@ public:
     /// error: as above.
     void addChannel(Image* image, std::string name);
 
-    /// Deletes `image` with the bank, without making it a channel.
+    /// Deletes `image` with the bank, without making it a channel: for what channels are made of.
+    /// error: std::bad_alloc; the image stays the caller's then.
     void addHiddenImage(Image* image);
 
+    /// The number of channels, hidden images not among them.
     [[nodiscard]] int getNumChannels() const noexcept;
 
     /// The image of a channel; null for one without a name. `index` lies in
@@ -67,7 +72,12 @@ public:
 
     /// Reads the named channels into a new buffer, plane i from channel `names[i]`.
     /// error: std::runtime_error `Channel does not exist ("NAME").` for an unknown or empty name,
-    /// before any channel is read. What a channel's read throws passes through.
+    /// before any channel is read.
+    /// error: std::length_error or std::bad_alloc when the buffer does not fit into memory.
+    /// error: what a channel's read throws.
+    ///
+    /// Write `std::vector<std::string>{"a", "b"}`, not `{"a", "b"}`: of exactly two literals a
+    /// string can be made as well, so that call is ambiguous.
     std::unique_ptr<Buffer<double>> openRegion(std::vector<std::string> const& names,
                                                Box const& region, long long level);
     /// The same for one name.

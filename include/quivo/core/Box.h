@@ -10,10 +10,10 @@ namespace Quivo {
 /// Both corners are inclusive: the box covers every position p with min <= p <= max on all three
 /// axes. A box with min > max on any axis is empty; empty boxes are ordinary values and are never
 /// normalised, so two empty boxes with different corners differ. A box does not know its level.
-/// Plain value.
+/// Corners, extents and sizes beyond 64 bits wrap around. Plain value.
 struct QUIVO_API Box {
-    Vector min{0, 0, 0};
-    Vector max{-1, -1, -1};
+    Vector min{0, 0, 0};     ///< the first position
+    Vector max{-1, -1, -1};  ///< the last position, inside the box
 
     /// The empty box of a zero extent: (0, 0, 0) ... (-1, -1, -1).
     constexpr Box() noexcept = default;
@@ -24,6 +24,7 @@ struct QUIVO_API Box {
     /// The given corners as they are: nothing is ordered or checked.
     constexpr Box(Vector const& lower, Vector const& upper) noexcept : min(lower), max(upper) {}
 
+    /// Whether there is no position in the box: min > max on any axis.
     [[nodiscard]] constexpr bool isEmpty() const noexcept {
         return min.x > max.x || min.y > max.y || min.z > max.z;
     }
@@ -36,6 +37,7 @@ struct QUIVO_API Box {
     /// The number of voxels; 0 for every empty box.
     [[nodiscard]] constexpr long long getSize() const noexcept { return getExtent().prod(); }
 
+    /// Whether position `p` is in the box; never in an empty one.
     [[nodiscard]] constexpr bool contains(Vector const& p) const noexcept {
         return min.x <= p.x && p.x <= max.x && min.y <= p.y && p.y <= max.y && min.z <= p.z &&
                p.z <= max.z;
@@ -77,6 +79,7 @@ struct QUIVO_API Box {
         return {min - v, max + v};
     }
 
+    /// Whether both corners are equal.
     [[nodiscard]] friend constexpr bool operator==(Box const& a, Box const& b) noexcept = default;
 };
 

@@ -1,8 +1,10 @@
 #pragma once
 
-// The pyramid convention of the library. Level 0 is full resolution; every further level halves x
-// and y; z is never scaled. A coordinate moves to a finer level by multiplication with a power of
-// two and to a coarser one by division that truncates toward zero.
+/// \file
+/// The pyramid convention of the library. Level 0 is full resolution; every further level halves x
+/// and y; z is never scaled. A coordinate moves to a finer level by multiplication with a power of
+/// two, which wraps around beyond 64 bits, and to a coarser one by division that truncates toward
+/// zero. The functions keep no state: any thread.
 
 #include <quivo/core/Box.h>
 #include <quivo/core/Export.h>
@@ -15,9 +17,11 @@ namespace Quivo {
 /// The number of levels of a pyramid over a level-0 extent: floor(log2(min(x, y))) + 1, or 0 when x
 /// or y is below 1. The last level is the last at which x and y are both at least 1; z does not
 /// count.
+///@{
 [[nodiscard]] QUIVO_API long long computeNumPyramidLevels(Vector extent) noexcept;
 [[nodiscard]] QUIVO_API long long computeNumPyramidLevels(long long extentX,
                                                           long long extentY) noexcept;
+///@}
 
 /// Checks a precondition that the interface promises to check.
 /// error: std::runtime_error with `message` ("runtime error" when it is empty) when `condition` is
@@ -42,7 +46,8 @@ QUIVO_API void check(bool condition, std::string message);
 [[nodiscard]] QUIVO_API Box convertToLevel(Box const& region, long long fromLevel,
                                            long long toLevel) noexcept;
 
-/// x and y times `factor`, truncated toward zero; z kept. Products beyond 64 bits saturate.
+/// x and y times `factor`, as doubles, truncated toward zero; z kept. Products beyond 64 bits
+/// saturate, NaN gives 0.
 [[nodiscard]] QUIVO_API Vector scalePosition(Vector const& position, double factor) noexcept;
 
 /// A region scaled in x and y: its lower corner and its exclusive upper bound are scaled like

@@ -1,8 +1,9 @@
 #pragma once
 
-// Physical questions about an image at a level. Voxel sizes are whole nanometres, resolutions
-// pixels per millimetre, areas square millimetres. The functions ask the image for its extent or
-// voxel size and keep nothing; what the image throws passes through.
+/// \file
+/// Physical questions about an image at a level. Voxel sizes are whole nanometres, resolutions
+/// pixels per millimetre, areas square millimetres. The functions ask the image for its extent or
+/// voxel size and keep nothing; what the image throws passes through. Threads: as the image.
 
 #include <quivo/core/Export.h>
 #include <quivo/core/Vector.h>
@@ -24,8 +25,9 @@ class Image;
 /// is not above 0 (NaN included).
 [[nodiscard]] QUIVO_API long long getResolutionLevel(Image const& image, double resolution);
 
-/// The area of `size.x` x `size.y` pixels of a level in square millimetres. The products of lengths
-/// are taken in 64-bit integers.
+/// The area of `size.x` x `size.y` pixels of a level in square millimetres; 0 when the voxel size
+/// is 0. The products of lengths are taken in 64-bit integers of square nanometres and wrap around
+/// there, from 9.2 square metres on.
 [[nodiscard]] QUIVO_API double computeAreaInMM2(Vector const& size, Image const& image,
                                                 long long level);
 

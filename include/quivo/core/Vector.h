@@ -32,25 +32,29 @@ namespace detail {
 /// two-dimensional images). All arithmetic is component-wise and wraps around on overflow. Plain
 /// value.
 struct QUIVO_API Vector {
-    long long x = 0;
-    long long y = 0;
-    long long z = 0;
+    long long x = 0;  ///< the column
+    long long y = 0;  ///< the row, from the top
+    long long z = 0;  ///< the slice
 
+    /// (0, 0, 0).
     constexpr Vector() noexcept = default;
 
     /// (v, v, v).
     constexpr Vector(long long v) noexcept : x(v), y(v), z(v) {}
 
+    /// The given components.
     constexpr Vector(long long atX, long long atY, long long atZ) noexcept
         : x(atX), y(atY), z(atZ) {}
 
     /// The component of axis 0 (x), 1 (y) or 2 (z). Any other axis is undefined.
+    ///@{
     [[nodiscard]] constexpr long long& operator[](int axis) noexcept {
         return axis == 0 ? x : axis == 1 ? y : z;
     }
     [[nodiscard]] constexpr long long const& operator[](int axis) const noexcept {
         return axis == 0 ? x : axis == 1 ? y : z;
     }
+    ///@}
 
     /// The scalar product.
     [[nodiscard]] constexpr long long dot(Vector const& b) const noexcept {
@@ -59,6 +63,8 @@ struct QUIVO_API Vector {
                            wrappingMul(z, b.z));
     }
 
+    /// Sums, differences and the opposite, component by component.
+    ///@{
     constexpr Vector& operator+=(Vector const& b) noexcept { return *this = *this + b; }
     constexpr Vector& operator-=(Vector const& b) noexcept { return *this = *this - b; }
 
@@ -71,8 +77,10 @@ struct QUIVO_API Vector {
         return {wrappingSub(a.x, b.x), wrappingSub(a.y, b.y), wrappingSub(a.z, b.z)};
     }
     [[nodiscard]] constexpr Vector operator-() const noexcept { return Vector() - *this; }
+    ///@}
 
     /// The product component by component: neither a dot nor a cross product.
+    ///@{
     [[nodiscard]] friend constexpr Vector operator*(Vector const& a, Vector const& b) noexcept {
         using detail::wrappingMul;
         return {wrappingMul(a.x, b.x), wrappingMul(a.y, b.y), wrappingMul(a.z, b.z)};
@@ -80,6 +88,7 @@ struct QUIVO_API Vector {
     [[nodiscard]] friend constexpr Vector operator*(Vector const& a, long long s) noexcept {
         return a * Vector(s);
     }
+    ///@}
 
     /// The quotient component by component, truncated toward zero: (-3, 7, 0) / (2, 2, 1) is
     /// (-1, 3, 0). Undefined where a component of `b` is 0, and for the most negative value
@@ -88,6 +97,7 @@ struct QUIVO_API Vector {
         return {a.x / b.x, a.y / b.y, a.z / b.z};
     }
 
+    /// Whether all three components are equal.
     [[nodiscard]] friend constexpr bool operator==(Vector const& a,
                                                    Vector const& b) noexcept = default;
 

@@ -9,7 +9,8 @@ namespace Quivo {
 /// mean of the source pixels under it, weighted by the area of the overlap. z is never scaled.
 ///
 /// Positions are absolute, so a region read in pieces equals the region read whole, to the bit.
-/// Values just past the extent are what the source's pixels there amount to, not forced to 0.
+/// Values just past the extent are what the source's pixels there amount to, not forced to 0; at
+/// negative positions some of the pixels underneath may be left out.
 /// Immutable after construction; reads are as safe as the source's.
 class QUIVO_API ArbitraryDownsampleFilter : public Filter {
 public:
@@ -27,7 +28,9 @@ public:
     Vector getVoxelSize(long long level) const override;
     /// The source's tile extent times the factor, truncated.
     Vector getTileExtent() const override;
-    /// Reads the source region under `region` into a scratch block of its size and shrinks it.
+    /// Reads the source region under `region`, at once, into a scratch block of its size and
+    /// shrinks it: memory for about `region.getSize()` / scaleFactor^2 doubles per channel. A large
+    /// region is better read in pieces. error: std::bad_alloc.
     void openRegion(double* dst, long long level, Box const& region) override;
 
 private:

@@ -39,6 +39,7 @@ public:
     Image* getViewableRepresentation() override;
 
 protected:
+    /// The source, which stays where it is.
     [[nodiscard]] Image* getSource() const noexcept { return source_.get(); }
 
 private:

@@ -7,11 +7,13 @@
 namespace Quivo {
 
 /// Every value mapped linearly: value * scale + offset, optionally rounded to the nearest whole
-/// number (halves up). Nothing is clamped, and the zeros outside the source become the offset.
+/// number (halves up). Nothing is clamped, and the zeros outside the source become the offset. The
+/// product is rounded before the sum, so that every CPU gives the same bits; NaN stays NaN.
 ///
 /// Immutable after construction; reads are as safe as the source's.
 class QUIVO_API ScaleFilter : public Filter {
 public:
+    /// With `roundValues` a value becomes floor(value * scale + offset + 0.5).
     ScaleFilter(Image* source, double scale, double offset, bool roundValues, bool takeOwnership);
 
     /// With an offset of 0.
@@ -19,6 +21,8 @@ public:
 
     /// Maps the source's value range, as it is during construction, onto `targetRange`. A source
     /// range of zero width gives an infinite or undefined scale by the rules of floating point.
+    /// error: what the source's `getValueRange` throws; a source handed over with ownership is
+    /// deleted then too.
     ScaleFilter(Image* source, ValueRange<double> targetRange, bool roundValues,
                 bool takeOwnership);
 

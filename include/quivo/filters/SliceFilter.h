@@ -11,6 +11,8 @@ namespace Quivo {
 /// the source does not have gives an empty image. Reads are as safe as the source's.
 class QUIVO_API SliceFilter : public SubImageFilter {
 public:
+    /// Asks the source for its extent.
+    /// error: what that throws; a source handed over with ownership is deleted then too.
     SliceFilter(Image* source, long long slice, bool takeOwnership);
     ~SliceFilter() override;
 

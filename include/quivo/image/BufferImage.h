@@ -20,13 +20,15 @@ public:
     /// `data` holds `Box(extent).getSize() * numChannels` planar elements, is read during the call
     /// and never referenced afterwards. `valueRange` is what `getValueRange()` answers; `voxelSize`
     /// is the level-0 voxel size in nanometres.
-    /// error: std::length_error or std::bad_alloc when the pyramid does not fit into memory.
+    /// error: std::length_error or std::bad_alloc when the pyramid does not fit into memory, or the
+    /// number of channels is negative.
     BufferImage(T const* data, Vector const& extent, long long numChannels,
                 ValueRange<double> const& valueRange, Vector const& voxelSize);
     ~BufferImage() override;
 
     /// Empty, as are the slice names, the identifier and the group.
     std::string getURL() const override;
+    /// (0, 0, 0) for a level that is not there.
     Vector getExtent(long long level) const override;
     long long getNumChannels() const override;
     long long getNumLevels() const override;

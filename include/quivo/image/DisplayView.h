@@ -16,6 +16,7 @@ class Image;
 /// without owning it and never touches it while being destroyed. Locked inside; any thread.
 class QUIVO_API DisplayView {
 public:
+    /// Without a view so far.
     DisplayView() noexcept;
     DisplayView(DisplayView const&) = delete;
     DisplayView& operator=(DisplayView const&) = delete;

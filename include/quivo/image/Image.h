@@ -40,15 +40,17 @@ public:
     /// The number of channels, the same at every level.
     virtual long long getNumChannels() const = 0;
 
+    /// The number of levels; 0 for an image without pixels.
     virtual long long getNumLevels() const = 0;
 
     /// The lowest and highest value that the voxels take, as declared by whoever made the image.
     virtual ValueRange<double> getValueRange() const = 0;
 
-    /// The size of one voxel at `level` in whole nanometres; x and y double with each level.
+    /// The size of one voxel at `level` in whole nanometres; x and y double with each level. 0
+    /// where it is not known.
     virtual Vector getVoxelSize(long long level) const = 0;
 
-    /// The extent of the blocks in which the image is best read.
+    /// The extent of the blocks in which the image is best read, the same at every level.
     virtual Vector getTileExtent() const = 0;
 
     /// Reads a box: writes every one of the `getNumChannels() * region.getSize()` doubles of the
@@ -56,6 +58,8 @@ public:
     /// `region.min`), values as stored, not scaled. `region` is in coordinates of `level`, its
     /// corners inclusive; what lies outside the level, or at no level, is written as 0.0 (filters
     /// deliver what they make of their source's zeros). An empty region writes nothing.
+    /// error: what keeps the image from delivering the values, such as std::runtime_error for a
+    /// damaged file or std::bad_alloc; `dst` may be written in part then.
     virtual void openRegion(double* dst, long long level, Box const& region) = 0;
 
     /// A name of z-slice `index`; empty when it has none.
@@ -72,6 +76,7 @@ public:
     virtual std::string getGroupId() const = 0;
 
     /// A stamp that changes whenever the voxel values change; always 0 for images that never do.
+    /// Caches ask for it with every tile, so it is cheap, and may be asked while others read.
     virtual ContentHash getHash() = 0;
 
     /// An image whose values lie in [0, 255], for display: this one when its range is exactly that,

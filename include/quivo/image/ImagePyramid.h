@@ -20,8 +20,10 @@ public:
     GenericImagePyramid& operator=(GenericImagePyramid const&) = delete;
     virtual ~GenericImagePyramid();
 
+    /// The number of channels, the same at every level.
     virtual long long getNumChannels() const = 0;
 
+    /// The number of levels; 0 when x or y of the extent is below 1.
     virtual long long getNumLevels() const = 0;
 
     /// (extent.x / 2^level, extent.y / 2^level, extent.z); (0, 0, 0) for a level that is not there.
@@ -46,8 +48,9 @@ template <typename T>
 class QUIVO_API ImagePyramid : public GenericImagePyramid {
 public:
     /// A pyramid of `computeNumPyramidLevels(extent)` levels. No levels when x or y is below 1,
-    /// levels without elements when z is.
-    /// error: std::length_error or std::bad_alloc when the levels do not fit into memory.
+    /// levels without elements when z is, or when there are no channels.
+    /// error: std::length_error or std::bad_alloc when the levels do not fit into memory, or the
+    /// number of channels is negative.
     ImagePyramid(Vector const& extent, long long numChannels);
     ~ImagePyramid() override;
 

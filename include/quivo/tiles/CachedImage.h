@@ -24,11 +24,15 @@ class TileStore;
 /// `getExtent` and `getHash` may be asked meanwhile.
 class QUIVO_API CachedImage : public TileImage {
 public:
-    /// `cacheSizeMB` counts units of 1048576 bytes; at least one tile is always kept, and a
-    /// negative size means no limit. `tileExtent` has at least 1 on every axis (not checked). The
-    /// source's level-0 extent and number of channels are asked once, here.
+    /// `cacheSizeMB` counts units of 1048576 bytes of doubles; at least one tile is always kept,
+    /// and a negative size means no limit. `tileExtent` has at least 1 on every axis (not checked).
+    /// The source's level-0 extent and number of channels are asked once, here. With `ownsSource`
+    /// the source is deleted with the cache, otherwise it outlives all reads. error:
+    /// std::bad_alloc, and what the source throws; a source handed over with ownership is deleted
+    /// then too.
     CachedImage(Image* source, long long cacheSizeMB, Vector const& tileExtent, bool ownsSource);
     /// With the source's tile extent.
+    /// error: as above.
     CachedImage(Image* source, long long cacheSizeMB, bool ownsSource);
     ~CachedImage() override;
 
@@ -48,7 +52,9 @@ public:
     /// The source's own view: it does not read through this cache.
     Image* getViewableRepresentation() override;
 
-    /// Assembles the region from cached tiles.
+    /// Assembles the region from cached tiles, each in a step of its own: where the source changes
+    /// meanwhile, one region may hold tiles from before and after.
+    /// error: std::bad_alloc, and what the source's read throws.
     void openRegion(double* dst, long long level, Box const& region) override;
 
     /// Serves a part of one tile out of the cache. A tile outside the grid of the level is skipped.

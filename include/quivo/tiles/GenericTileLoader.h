@@ -37,6 +37,7 @@ public:
     /// Fills `dst` (`getNumChannels() * region.getSize()` elements, planar) with `region` of
     /// `level`: one call of the operation above for every tile that the region touches, z outermost
     /// and x innermost; what no tile covers is 0.
+    /// error: what the operation above throws; `dst` may be written in part then.
     virtual void compileImageRegion(T* dst, long long level, Box const& region);
 
     /// The extent of the image at `level`.

@@ -24,9 +24,10 @@ public:
                                           Box const& tileRegion, Vector const& dstExtent,
                                           Vector const& dstPosition) = 0;
 
-    /// The tile assembly of one tile image: passes every question on to its owner.
+    /// The tile assembly of one tile image: passes every question on to its owner. As safe as that.
     class QUIVO_API TileImageGenericTileLoaderDouble : public GenericTileLoader<double> {
     public:
+        /// Keeps `owner`, which outlives it, and asks it nothing yet.
         explicit TileImageGenericTileLoaderDouble(TileImage* owner) noexcept;
         ~TileImageGenericTileLoaderDouble() override;
 
@@ -42,6 +43,7 @@ public:
     };
 
 protected:
+    /// What `openRegion` assembles regions with.
     TileImageGenericTileLoaderDouble tileLoader;
 };
 

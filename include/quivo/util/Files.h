@@ -1,7 +1,8 @@
 #pragma once
 
-// The file system by UTF-8 paths, which are handed to the platform unchanged, and conversion
-// between UTF-8 and UTF-16. No state.
+/// \file
+/// The file system by UTF-8 paths, which are handed to the platform unchanged, and conversion
+/// between UTF-8 and UTF-16. No state; any thread.
 
 #include <quivo/core/Export.h>
 
@@ -17,18 +18,22 @@ namespace Quivo {
 
 /// Open a stream with `mode`, the second with `in` and the third with `out` added.
 /// error: std::runtime_error with the platform's text ("No such file or directory"); the stream is
-/// left in the fail state.
+/// left in the fail state. The same for a stream that is open already, and for modes that no file
+/// can be opened with.
+///@{
 QUIVO_API void fstream_open_utf8(std::fstream& stream, std::string const& path,
                                  std::ios_base::openmode mode);
 QUIVO_API void ifstream_open_utf8(std::ifstream& stream, std::string const& path,
                                   std::ios_base::openmode mode);
 QUIVO_API void ofstream_open_utf8(std::ofstream& stream, std::string const& path,
                                   std::ios_base::openmode mode);
+///@}
 
 /// Removes a file or an empty directory; true on success.
 QUIVO_API bool removeFile(std::string const& path);
 /// Whether there is anything at `path`; symbolic links are followed.
 [[nodiscard]] QUIVO_API bool fileExists(std::string const& path);
+/// Whether there is a directory at `path`; symbolic links are followed.
 [[nodiscard]] QUIVO_API bool isDirectory(std::string const& path);
 /// Creates one directory; true also when something of that name is there already.
 QUIVO_API bool makeDirectory(std::string const& path);

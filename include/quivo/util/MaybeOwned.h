@@ -10,6 +10,7 @@ namespace Quivo {
 template <typename T>
 class MaybeOwned {
 public:
+    /// Refers to nothing.
     MaybeOwned() noexcept = default;
 
     /// Refers to `object` (may be null); deletes it at the end exactly when `takeOwnership`.
@@ -27,10 +28,15 @@ public:
         owned_ = takeOwnership;
     }
 
+    /// The object, which stays where it is; null when there is none.
     [[nodiscard]] T* get() const noexcept { return object_; }
+    /// The flag that came with the object.
     [[nodiscard]] bool isOwned() const noexcept { return owned_; }
+    /// The object. Undefined when there is none.
+    ///@{
     T* operator->() const noexcept { return object_; }
     T& operator*() const noexcept { return *object_; }
+    ///@}
 
 private:
     void deleteOwned() {

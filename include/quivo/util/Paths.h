@@ -1,7 +1,9 @@
 #pragma once
 
-// Paths as byte strings, with slash and backslash both as separators, and the identifiers that
-// images get from them. Nothing here touches the file system.
+/// \file
+/// Paths as byte strings, with slash and backslash both as separators, and the identifiers that
+/// images get from them. Nothing here touches the file system; no state, any thread. Safe as a file
+/// name means without the characters that `removeInvalidFileCharacters` removes.
 
 #include <quivo/core/Export.h>
 

@@ -1,7 +1,8 @@
 #pragma once
 
-// Byte strings: no locale, no character set; a multi-byte character is several bytes. All functions
-// are stateless.
+/// \file
+/// Byte strings: no locale, no character set; a multi-byte character is several bytes. No state;
+/// any thread.
 
 #include <quivo/core/Export.h>
 
@@ -13,11 +14,15 @@ namespace Quivo {
 
 /// A number as a default-formatted stream of the classic locale writes it: doubles with 6
 /// significant digits ("0.5", "1e-05", "1.23457e+06").
+///@{
 [[nodiscard]] QUIVO_API std::string str(int value);
 [[nodiscard]] QUIVO_API std::string str(long long value);
 [[nodiscard]] QUIVO_API std::string str(double value);
+///@}
 
+/// Whether `text` begins with all of `prefix`; an empty one begins everything.
 [[nodiscard]] QUIVO_API bool startsWith(std::string const& text, std::string const& prefix);
+/// Whether `text` ends with all of `suffix`; an empty one ends everything.
 [[nodiscard]] QUIVO_API bool endsWith(std::string const& text, std::string const& suffix);
 
 /// Whether `text` ends with at least one of `suffixes`.

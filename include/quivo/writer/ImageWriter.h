@@ -45,14 +45,17 @@ public:
 
         /// As `Image::openRegion`. On the downsampling path a value is the mean of the 2 x 2 block
         /// of the level below, neither rounded nor clipped to that level's extent.
+        /// error: std::bad_alloc, and what the image's read throws.
         virtual void openRegion(double* dst, long long level, Box const& region);
 
         /// The source image's answers, also for levels that are computed.
+        ///@{
         virtual long long getNumChannels() const;
         virtual Vector getExtent(long long level) const;
         virtual long long getNumLevels() const;
         virtual Vector getVoxelSize(long long level) const;
         virtual ValueRange<double> getValueRange() const;
+        ///@}
 
     private:
         MaybeOwned<Image> image_;
@@ -103,6 +106,7 @@ public:
     /// Where to write to. Implemented by the concrete writer, which keeps it in `filename`.
     virtual void setFilename(std::string const& filename) = 0;
 
+    /// Where to; empty as long as nobody has said.
     virtual std::string getFilename();
 
     /// Whether everything is set that the writer needs.
@@ -121,13 +125,15 @@ public:
     virtual void writeImage(ProgressMonitor* monitor, CancellationChecker* checker);
 
 protected:
-    Vector tileExtent;
-    bool useSrcImagePyramid = true;
-    std::string filename;
+    Vector tileExtent;               ///< see `setTileExtent`; (0, 0, 0) until somebody has said
+    bool useSrcImagePyramid = true;  ///< see `setUseSrcImagePyramid`
+    std::string filename;            ///< see `setFilename`
     /// Storage for the concrete writer; the base only releases it.
+    ///@{
     std::vector<double> valueBuffer;
     std::vector<unsigned char> byteBuffer;
-    Image* srcImage = nullptr;
+    ///@}
+    Image* srcImage = nullptr;  ///< see `setSrcImage`; null until somebody has said
     /// Whether `srcImage` is deleted when it is replaced and with the writer.
     bool ownsSrcImage = false;
 };

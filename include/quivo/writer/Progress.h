@@ -9,6 +9,9 @@ namespace Quivo {
 /// Two plain counters: nothing is clamped or checked. The order of the virtual operations is part
 /// of the binary interface. The operation neither keeps nor deletes its monitor. One thread at a
 /// time: the library updates it on the thread that runs the operation.
+///
+/// Compilers may warn that a derived class has virtual functions and a public destructor that is
+/// not virtual: make it `final`.
 class QUIVO_API ProgressMonitor {
 public:
     /// Total unknown (-1), progress 0.
@@ -22,6 +25,7 @@ public:
     virtual void increase(long long delta);
     /// Stores the progress, then notifies.
     virtual void update(long long value);
+    /// The progress, from 0 towards the total.
     virtual long long getProgress() const;
     /// Called as the last thing of every change, with the new values in place. What it throws
     /// leaves the operation that made the change.
@@ -36,8 +40,8 @@ private:
     long long progress_;
 };
 
-/// Tells a long operation to stop. The operation asks on its own thread; a checker that is told by
-/// another one synchronises that itself.
+/// Tells a long operation to stop. The operation neither keeps nor deletes its checker. It asks on
+/// its own thread; a checker that is told by another one synchronises that itself.
 class QUIVO_API CancellationChecker {
 public:
     /// Returns when the operation may go on.
@@ -47,9 +51,10 @@ public:
 };
 
 /// What a cancelled operation unwinds with. Not a `std::exception`, so that handlers of errors do
-/// not swallow it.
+/// not swallow it. Plain value.
 class QUIVO_API CancellationException {
 public:
+    /// Says nothing but that.
     CancellationException() noexcept;
     virtual ~CancellationException();
 };

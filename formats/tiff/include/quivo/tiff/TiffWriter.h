@@ -14,6 +14,7 @@ namespace detail {
 class WriteSession;
 }
 
+/// How tiles are packed: without loss, except for `Jpeg`. `Zstd` is there where libtiff has it.
 enum class TiffCompression { None, Lzw, Deflate, Zstd, Jpeg };
 
 /// Writes an image as one tiled pyramid TIFF: first the pages of level 0 (one per slice), then
@@ -49,6 +50,7 @@ public:
     /// The file to write; an existing one is replaced.
     void setFilename(std::string const& path) override;
 
+    /// What fits to what is checked when writing begins.
     void setCompression(TiffCompression compression) noexcept;
 
     /// JPEG quality, 1 ... 100 (90 at first): colour is subsampled (4:2:0) below 90.
@@ -69,6 +71,7 @@ public:
     /// `U8` for a range of exactly 0 ... 255, `U16` for 0 ... 65535, otherwise `F32`.
     [[nodiscard]] static SampleType chooseSampleType(ValueRange<double> const& range) noexcept;
 
+    /// How the last write ended; `NotRun` also while `writeImage` runs.
     [[nodiscard]] Outcome getOutcome() const noexcept;
 
     /// One line that says what failed, empty unless the outcome is `Failed`. It starts with the
