@@ -23,8 +23,8 @@ namespace Quivo {
 /// Shrinks `src` (`numChannels * srcExtent.prod()` doubles, planar) into `dst`
 /// (`numChannels * dstExtent.prod()`). `src` is scratch space: its contents afterwards are
 /// undefined. `dstPosition` is where the destination's first pixel lies in the destination grid (x
-/// and y count): pieces with their own position equal the whole, up to rounding (1e-12 for values
-/// around 1). `srcExtent` is
+/// and y count): pieces with their own position equal the whole, up to rounding, which for values
+/// around 1 is below 1e-12 near the origin and about position * 2^-53 far from it. `srcExtent` is
 /// that of `getDownsamplingSrcRegionFromDstRegion` for the destination region; a destination pixel
 /// that the source covers in part gets a proportionally smaller value.
 ///
