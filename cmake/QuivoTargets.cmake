@@ -23,6 +23,15 @@ function(quivo_configure target)
   endif()
 endfunction()
 
+# Lets a shared library export nothing but its interface.
+function(quivo_limit_exports library)
+  get_target_property(type ${library} TYPE)
+  if(type STREQUAL "SHARED_LIBRARY" AND CMAKE_EXECUTABLE_FORMAT STREQUAL "ELF")
+    target_link_options(${library} PRIVATE LINKER:--version-script=${QUIVO_CMAKE_DIR}/exports.map)
+    set_property(TARGET ${library} APPEND PROPERTY LINK_DEPENDS ${QUIVO_CMAKE_DIR}/exports.map)
+  endif()
+endfunction()
+
 # Installs a library with its CMake package (find_package(NAME) gives Quivo::...) and its
 # pkg-config file. cmake/NAMEConfig.cmake.in and cmake/NAME.pc.in are its templates.
 function(quivo_install library)

@@ -1,35 +1,33 @@
-"""Checks what a shared QuivoCore exports: the classes of the interface and nothing internal."""
+"""Compares what a shared library exports with the committed list of names.
+
+Arguments: nm, library, list [--update]. With --update the list is rewritten. Names are demangled,
+sorted and told once, however many constructors or destructors one source line becomes: the list is
+the same for every compiler and optimisation. What is no interface is refused even with --update.
+"""
+import pathlib
+import re
+import shlex
 import subprocess
 import sys
 
-POLYMORPHIC = """ArbitraryDownsampleFilter; BufferImage<double>; BufferImage<unsigned char>;
-CachedImage; CancellationChecker; ChannelBank; Filter; GenericImagePyramid;
-GenericTileLoader<double>; GenericTileLoader<unsigned char>; GenericTileLoader<unsigned int>;
-GenericTileLoader<unsigned short>; Image; ImagePyramid<double>; ImagePyramid<unsigned char>;
-ImageWriter; ImageWriter::DownsampleOrProxy; InvariableImage; ProgressMonitor; ScaleFilter;
-SliceFilter; SubImageFilter; TileImage; TileImage::TileImageGenericTileLoaderDouble"""
-OTHERS = """Buffer<double>::Buffer; Buffer<long long>::Buffer; DisplayView::get; Lock::Lock;
-LockGuard::LockGuard; SharedLockGuard::SharedLockGuard; Vector::toString[abi:cxx11]; check;
-computeAreaInMM2; computeNumPyramidLevels; convertFromUtf8ToUtf16; convertHSVToRGB;
-convertRGBToHSV; convertToLevel; downsampleBuffer; downsampleBufferIntermediateLevel;
-fstream_open_utf8; getDownsamplingSrcRegionFromDstRegion; getFilesInDir; getResolutionLevel;
-getThumbnailLevel; isNetworkPath; pow2; scalePosition; scaleRegion; str[abi:cxx11]; urlEncode"""
-INTERNAL = ["PositionIterator", "downsampleBufferFullLevel", "copyImageBuffer", "strTempl",
-            "Quivo::detail::"]
-
-nm, library = sys.argv[1:]
+nm, library, path = sys.argv[1:4]
 listing = subprocess.run([nm, "-DC", "--defined-only", library], check=True, text=True,
                          stdout=subprocess.PIPE).stdout
-symbols = [line.split(" ", 2)[1:] for line in listing.splitlines()]
-expected = [f"vtable for Quivo::{name.strip()}" for name in POLYMORPHIC.split(";")]
-expected += ["typeinfo for Quivo::CancellationException"]  # what handlers compare
-expected += [f"Quivo::{name.strip()}(" for name in OTHERS.split(";")]
+exported = {line.split(" ", 2)[2] for line in listing.splitlines()}
+interface = re.compile(r"((vtable|VTT|typeinfo|typeinfo name|guard variable) for |"
+                       r"(non-)?virtual thunk to |covariant return thunk to )?Quivo::(?!detail::)")
+errors = [f"no interface, yet exported: {name}" for name in sorted(exported)
+          if not interface.match(name)]
+if errors or not exported:
+    sys.exit("\n".join(errors) or f"{library} exports nothing")
 
-errors = [f"missing: {name}" for name in expected
-          if not any(symbol.partition("(")[0] == name.rstrip("(") for _, symbol in symbols)]
-errors += [f"internal: {symbol}" for _, symbol in symbols if any(word in symbol for word in INTERNAL)]
-# Weak and unique symbols may be inline parts of the standard library; all else is ours by name.
-errors += [f"foreign: {symbol}" for kind, symbol in symbols
-           if kind not in "uVWw" and "Quivo::" not in symbol]
+listed = pathlib.Path(path)
+if sys.argv[4:] == ["--update"]:
+    listed.write_text("\n".join(sorted(exported)) + "\n")
+    sys.exit()
+expected = set(listed.read_text().splitlines())
+errors = [f"lost, programs that use it no longer start: {name}" for name in expected - exported]
+errors += [f"new, a promise from now on: {name}" for name in exported - expected]
 if errors:
-    sys.exit("\n".join(errors))
+    sys.exit("\n".join(sorted(errors)) + "\nWhere that is meant (docs/versions.md says what it "
+             "takes): " + shlex.join(["python3", *sys.argv, "--update"]))
