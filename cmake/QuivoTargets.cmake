@@ -32,23 +32,38 @@ function(quivo_limit_exports library)
   endif()
 endfunction()
 
-# Installs a library with its CMake package (find_package(NAME) gives Quivo::...) and its
-# pkg-config file. cmake/NAMEConfig.cmake.in and cmake/NAME.pc.in are its templates.
-function(quivo_install library)
+# Installs a library as two components: RUNTIME_COMPONENT has what programs load, DEV_COMPONENT the
+# headers, the CMake package (find_package(NAME) gives Quivo::...) and the pkg-config file, made from
+# cmake/NAMEConfig.cmake.in and cmake/NAME.pc.in. All find each other wherever the prefix is moved.
+function(quivo_install library runtime_component dev_component)
+  if(NOT QUIVO_INSTALL)
+    return()
+  endif()
   include(CMakePackageConfigHelpers)
   set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${library})
-  install(TARGETS ${library} EXPORT ${library}Targets FILE_SET HEADERS)
-  install(EXPORT ${library}Targets NAMESPACE Quivo:: DESTINATION ${package_dir})
+  set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS ${library} EXPORT ${library}Targets
+          LIBRARY COMPONENT ${runtime_component} NAMELINK_COMPONENT ${dev_component}
+          ARCHIVE COMPONENT ${dev_component}
+          FILE_SET HEADERS COMPONENT ${dev_component})
+  install(EXPORT ${library}Targets NAMESPACE Quivo:: DESTINATION ${package_dir}
+          COMPONENT ${dev_component})
+  get_target_property(library_type ${library} TYPE)
   configure_package_config_file(${QUIVO_CMAKE_DIR}/${library}Config.cmake.in
                                 ${PROJECT_BINARY_DIR}/${library}Config.cmake
                                 INSTALL_DESTINATION ${package_dir})
   write_basic_package_version_file(${PROJECT_BINARY_DIR}/${library}ConfigVersion.cmake
                                    COMPATIBILITY SameMajorVersion)
   install(FILES ${PROJECT_BINARY_DIR}/${library}Config.cmake
-                ${PROJECT_BINARY_DIR}/${library}ConfigVersion.cmake DESTINATION ${package_dir})
-  # From lib/pkgconfig, or lib/ARCHITECTURE/pkgconfig, up to the prefix, wherever that is moved.
-  string(REGEX REPLACE "[^/]+" ".." up_to_prefix "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+                ${PROJECT_BINARY_DIR}/${library}ConfigVersion.cmake
+          DESTINATION ${package_dir} COMPONENT ${dev_component})
+  # Folders may be absolute; those that are not lie below the prefix, which is found from the file.
+  file(RELATIVE_PATH up_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+  cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY "\${prefix}"
+             OUTPUT_VARIABLE libdir)
+  cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_INCLUDEDIR BASE_DIRECTORY "\${prefix}"
+             OUTPUT_VARIABLE includedir)
   configure_file(${QUIVO_CMAKE_DIR}/${library}.pc.in ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${library}.pc
-          DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+          DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT ${dev_component})
 endfunction()
