@@ -153,19 +153,13 @@ std::shared_ptr<Block const> PageDecoder::decode(PageInfo const& page, long long
     auto block = std::make_shared<Block>();
     block->width = std::min(page.blockWidth, page.width - x * page.blockWidth);
     block->height = std::min(page.blockHeight, page.height - y * page.blockHeight);
-    auto const makeRoom = [&] {
-        block->samples.resize(static_cast<std::size_t>(
-            block->width * block->height * page.numChannels * getSampleBytes(page.sampleType)));
-    };
-    if (page.readsByRow) {
-        makeRoom();
-        decodeRows(page, y, *block, checker);
-        return block;
-    }
     OpenPage handle = takeHandle(page);
     checkClaims(page, *handle.tiff, x, y, block->height);
-    makeRoom();
-    if (page.presentation == Presentation::Converted) {
+    block->samples.resize(static_cast<std::size_t>(block->width * block->height * page.numChannels *
+                                                   getSampleBytes(page.sampleType)));
+    if (page.readsByRow) {
+        decodeRows(page, y, *block, checker);
+    } else if (page.presentation == Presentation::Converted) {
         decodeConverted(page, *handle.tiff, x, y, *block);
     } else {
         decodeStored(page, *handle.tiff, x, y, *block);
