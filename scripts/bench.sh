@@ -27,7 +27,11 @@ out=build/bench
 
 # run BINARY FILE: one pass over all benchmarks, on one processor but for those with threads.
 run() {
-    "$1" --benchmark_filter="$filter" --benchmark_out="$2" --benchmark_out_format=json >/dev/null
+    "$1" --benchmark_filter="$filter" --benchmark_out="$2" --benchmark_out_format=json \
+        >/dev/null 2>$out/run.log || {
+        cat $out/run.log >&2
+        exit 1
+    }
 }
 
 if [[ -z $revision ]]; then
