@@ -20,14 +20,6 @@ public:
     ~CountedImage() override { ++numDeleted; }
 };
 
-/// The number of images that `action` deletes.
-template <typename Action>
-int countDeleted(Action action) {
-    int const before = numDeleted;
-    action();
-    return numDeleted - before;
-}
-
 }  // namespace
 
 int main() {
@@ -35,44 +27,48 @@ int main() {
     auto const make = [&pixels] { return new CountedImage(pixels.data()); };
     CountedImage kept(pixels.data());
     bool good = true;
+    auto const expectDeleted = [&good](int count, auto action) {
+        int const before = numDeleted;
+        action();
+        good = good && numDeleted - before == count;
+    };
 
     // By the flag: the filter's, or still the caller's.
-    good = good && countDeleted([&] { ScaleFilter(make(), 2.0, false, true); }) == 1;
-    good = good && countDeleted([&] { ScaleFilter(&kept, 2.0, false, false); }) == 0;
+    expectDeleted(1, [&] { ScaleFilter filter(make(), 2.0, false, true); });
+    expectDeleted(0, [&] { ScaleFilter filter(&kept, 2.0, false, false); });
     // One end of a chain that owns itself takes all of it along.
-    good =
-        good && countDeleted([&] { SliceFilter(new CachedImage(make(), 1, true), 0, true); }) == 1;
+    expectDeleted(1, [&] { SliceFilter slice(new CachedImage(make(), 1, true), 0, true); });
 
     // A constructor that refuses has taken over nevertheless: exactly one deletion.
-    good = good && countDeleted([&] {
-                       try {
-                           ArbitraryDownsampleFilter(make(), 1.5, true);
-                       } catch (std::runtime_error const&) {
-                       }
-                   }) == 1;
+    expectDeleted(1, [&] {
+        try {
+            ArbitraryDownsampleFilter filter(make(), 1.5, true);
+        } catch (std::runtime_error const&) {
+        }
+    });
     // A refused channel is the other way round: it stays the caller's.
-    good = good && countDeleted([&] {
-                       ChannelBank bank(&kept);
-                       bank.addChannel(make(), "a", true);
-                       auto second = std::unique_ptr<Image>(make());
-                       try {
-                           bank.addChannel(second.get(), "a", true);
-                       } catch (std::runtime_error const&) {
-                       }
-                   }) == 2;
+    ChannelBank bank(&kept);
+    bank.addChannel(&kept, "a", false);
+    std::unique_ptr<Image> refused(make());
+    expectDeleted(0, [&] {
+        try {
+            bank.addChannel(refused.get(), "a", true);
+        } catch (std::runtime_error const&) {
+        }
+    });
 
     // A view belongs to its image: never delete it, never use it longer.
     auto owner = std::make_unique<ScaleFilter>(make(), 2.0, false, true);
     Image* const view = owner->getViewableRepresentation();
     good = good && view != owner.get() && view == owner->getViewableRepresentation();
-    good = good && countDeleted([&] { owner.reset(); }) == 1;
+    expectDeleted(1, [&] { owner.reset(); });
 
     // The same rule for classes of one's own: replaced and ended, one deletion each.
-    good = good && countDeleted([&] {
-                       MaybeOwned<Image> image(make(), true);
-                       image.reset(make(), true);
-                       image.reset(image.get(), true);  // the same again: nothing happens
-                   }) == 2;
+    expectDeleted(2, [&] {
+        MaybeOwned<Image> image(make(), true);
+        image.reset(make(), true);       // the first one is deleted here
+        image.reset(image.get(), true);  // the same again: nothing happens
+    });
 
     // Buffers are read during the call, or belong to whoever asked for them.
     std::vector<double> source(16, 3.0);

@@ -99,7 +99,7 @@ double readAt(Image& image, long long level, Vector const& position) {
 
 int main() {
     SlopeImage slope;
-    CachedImage cached(&slope, 16, false);
+    CachedImage cached(&slope, 16, false);  // 16 MiB of tiles, in the source's own tile extent
 
     // Any region, over any number of tiles; outside is 0.
     Box const region({990, 100, 0}, {1009, 199, 0});

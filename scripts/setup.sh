@@ -17,7 +17,7 @@ case $purpose in
         packages+=(libgtest-dev pkg-config python3 ccache clang clang-format libclang-rt-14-dev git
             doxygen)
         ;;
-    docs) packages=(doxygen) ;;
+    docs) packages=(doxygen python3) ;;
     bench)
         packages+=(libbenchmark-dev pkg-config python3 git time libopencv-dev libgdal-dev
             libopenimageio-dev libvips-tools gnuplot-nox)
