@@ -27,9 +27,9 @@ public:
     /// `cacheSizeMB` counts units of 1048576 bytes of doubles; at least one tile is always kept,
     /// and a negative size means no limit. `tileExtent` has at least 1 on every axis (not checked).
     /// The source's level-0 extent and number of channels are asked once, here. With `ownsSource`
-    /// the source is deleted with the cache, otherwise it outlives all reads. error:
-    /// std::bad_alloc, and what the source throws; a source handed over with ownership is deleted
-    /// then too.
+    /// the source is deleted with the cache, otherwise it outlives all reads.
+    /// error: std::bad_alloc, and what the source throws; a source handed over with ownership is
+    /// deleted then too.
     CachedImage(Image* source, long long cacheSizeMB, Vector const& tileExtent, bool ownsSource);
     /// With the source's tile extent.
     /// error: as above.
@@ -58,6 +58,7 @@ public:
     void openRegion(double* dst, long long level, Box const& region) override;
 
     /// Serves a part of one tile out of the cache. A tile outside the grid of the level is skipped.
+    /// error: as above.
     void openTileRegionToPosition(double* dst, long long level, Vector const& tilePosition,
                                   Box const& tileRegion, Vector const& dstExtent,
                                   Vector const& dstPosition) override;

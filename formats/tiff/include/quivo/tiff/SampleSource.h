@@ -25,7 +25,7 @@ public:
     [[nodiscard]] virtual std::optional<SampleType> getStoredType() const = 0;
 
     /// As `Image::openRegion`: `getNumChannels() * region.getSize()` samples, planar, 0 outside.
-    /// Not called where there is no type.
+    /// `dst` is the caller's and aligned for their type. Not called where there is no type.
     virtual void openSamples(void* dst, long long level, Box const& region) = 0;
 };
 

@@ -49,14 +49,20 @@ public:
     /// From the resolution tags; 0 where the file does not tell (z never does).
     Vector getVoxelSize(long long level) const override;
     Vector getTileExtent() const override;
-    void openRegion(double* dst, long long level, Box const& region) override;
+    /// Decodes or computes the blocks under the region that are not kept.
     /// error: std::runtime_error, one line that starts with the path, when a block is damaged; the
     /// image stays usable.
+    /// error: std::bad_alloc, and what the cancellation checker throws.
+    void openRegion(double* dst, long long level, Box const& region) override;
+    /// A part of any size: the tile's extent is no limit.
+    /// error: as above.
     void openTileRegionToPosition(double* dst, long long level, Vector const& tilePosition,
                                   Box const& tileRegion, Vector const& dstExtent,
                                   Vector const& dstPosition) override;
     /// `getSampleType()`.
     std::optional<SampleType> getStoredType() const override;
+    /// The same, without the way through doubles.
+    /// error: as above.
     void openSamples(void* dst, long long level, Box const& region) override;
     std::string getSliceName(long long index) override;
     /// The name that the file tells (as GDAL's band descriptions, tag 42112); otherwise "Gray", or
@@ -80,9 +86,10 @@ public:
     /// The type of the values delivered: the file's, or `U8` where colours are converted.
     [[nodiscard]] SampleType getSampleType() const noexcept;
 
-    /// Asked before every block that a read decodes or computes (null: nobody), so that a long read
-    /// can be stopped; what it throws leaves `openRegion`. Set it while no read is running; it must
-    /// be callable from every reading thread.
+    /// Asked before every block that a read decodes or computes, and every 64 rows on the way down
+    /// a long strip (null: nobody), so that a long read can be stopped; what it throws leaves
+    /// `openRegion`. It stays the caller's. Set it while no read is running; it must be callable
+    /// from every reading thread.
     void setCancellationChecker(CancellationChecker* checker) noexcept;
 
 private:

@@ -53,7 +53,8 @@ public:
     /// What fits to what is checked when writing begins.
     void setCompression(TiffCompression compression) noexcept;
 
-    /// JPEG quality, 1 ... 100 (90 at first): colour is subsampled (4:2:0) below 90.
+    /// JPEG quality, 1 ... 100 (90 at first; checked when writing begins): colour is subsampled
+    /// (4:2:0) below 90.
     void setQuality(int quality) noexcept;
 
     /// The type of the stored samples: `U8`, `U16`, `U32`, `F32` or `F64`. Without this call it is
@@ -82,11 +83,17 @@ public:
     /// As the base class, and keeps the outcome.
     void writeImage(ProgressMonitor* monitor, CancellationChecker* checker) override;
 
-    /// error: std::runtime_error for what the format cannot hold: tile sides that are no multiple
-    /// of 16 or several slices deep, sides of 2^32 and more, 2^32 tiles in one page, no pixels at
-    /// all, a signed sample type, JPEG of anything but u8 with 1 or 3 channels; when a level is not
-    /// half of the one before and levels are to be computed; when there are more names than
-    /// channels; and when the target cannot be written.
+    /// Refuses what the format cannot hold, before anything is written. All of these are
+    /// std::runtime_error, one line that starts with the path of the target.
+    /// error: tile sides that are no multiple of 16 or above 2^20, tiles several slices deep or of
+    /// 2 GB and more.
+    /// error: no pixels, a side of 2^32 and more, 2^32 tiles in one page, channels not in 1 ...
+    /// 65535.
+    /// error: a signed sample type; JPEG of anything but u8 with 1 or 3 channels; a quality not in
+    /// 1 ... 100; a compression that the installed libtiff cannot write.
+    /// error: a level that is not half of the one before while levels are to be computed.
+    /// error: more names than channels.
+    /// error: a target that cannot be created, or that is there and no regular file.
     void beginWriting(DownsampleOrProxy* image, CancellationChecker* checker) override;
     void prepareLevel(DownsampleOrProxy* image, long long level) override;
     void writeLevel(DownsampleOrProxy* image, long long level, ProgressMonitor* monitor,
