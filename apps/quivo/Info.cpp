@@ -51,7 +51,7 @@ std::optional<double> getArea(Image const& image) {
 /// A line of facts, unless there is nothing to tell.
 void printFact(std::string const& what, std::string const& text) {
     if (text.empty()) return;
-    std::cout << "  " << what << std::string(13 - what.size(), ' ') << text << '\n';
+    std::cout << "  " << what << std::string(13 - what.size(), ' ') << toLine(text) << '\n';
 }
 
 void printTable(Source const& source, std::string const& input) {
@@ -63,7 +63,7 @@ void printTable(Source const& source, std::string const& input) {
     }
     ValueRange<double> const range = image.getValueRange();
     std::optional<double> const area = getArea(image);
-    std::cout << input << '\n';
+    std::cout << toLine(input) << '\n';
     printFact("id", image.getId());
     printFact("group", image.getGroupId());
     printFact("extent", toText(image.getExtent(0)));

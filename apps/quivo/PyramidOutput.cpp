@@ -57,7 +57,7 @@ void printSummary(OutputOptions const& options, Image const& image, double secon
     std::error_code none;
     auto const size = static_cast<double>(std::filesystem::file_size(options.output, none));
     long long const numLevels = image.getNumLevels();
-    std::cout << options.output << ": " << toText(image.getExtent(0)) << ", " << numLevels
+    std::cout << toLine(options.output) << ": " << toText(image.getExtent(0)) << ", " << numLevels
               << (numLevels == 1 ? " level, " : " levels, ") << toSizeText(size) << " in "
               << toText(seconds, 1) << " s\n";
 }
@@ -118,8 +118,9 @@ std::string OutputOptions::getWarning(Source const& source, ValueRange<double> c
     SampleType const to = TiffWriter::chooseSampleType(range);
     if (sampleType || !losesDigits(from, to)) return {};
     std::string const hint = from == SampleType::I32 ? "f64" : toString(from);
-    return "quivo: warning: " + source.getInput() + ": its " + toString(from) +
-           " samples may lose digits as " + toString(to) + ", --type " + hint + " keeps them";
+    return toLine("quivo: warning: " + source.getInput() + ": its " + toString(from) +
+                  " samples may lose digits as " + toString(to) + ", --type " + hint +
+                  " keeps them");
 }
 
 Pyramid::Pyramid(Image& image, OutputOptions const& options)

@@ -1,9 +1,12 @@
 #include "Text.h"
 
+#include <quivo/util/Files.h>
+
 #include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <stdexcept>
 
 namespace Quivo::tool {
 
@@ -11,6 +14,28 @@ namespace {
 
 /// Two digits at least.
 std::string padded(long long value) { return (value < 10 ? "0" : "") + std::to_string(value); }
+
+bool isUtf8(std::string_view text) {
+    try {
+        (void)convertFromUtf8ToUtf16(std::string(text));
+        return true;
+    } catch (std::range_error const&) {
+        return false;
+    }
+}
+
+/// `text` with U+FFFD for each byte that is no UTF-8: names of files may be any bytes.
+std::string toUtf8(std::string_view text) {
+    if (isUtf8(text)) return std::string(text);
+    std::string result;
+    while (!text.empty()) {
+        std::size_t length = 1;
+        while (length <= 4 && !isUtf8(text.substr(0, length))) ++length;
+        result += length <= 4 ? text.substr(0, length) : "\xEF\xBF\xBD";
+        text.remove_prefix(length <= 4 ? length : 1);
+    }
+    return result;
+}
 
 }  // namespace
 
@@ -51,9 +76,16 @@ std::string toTimeText(double seconds) {
     return minutesAndHours + ":" + padded(whole % 60);
 }
 
+std::string toLine(std::string text) {
+    for (char& c : text) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
+    }
+    return text;
+}
+
 std::string toJson(std::string_view text) {
     std::string result = "\"";
-    for (char const c : text) {
+    for (char const c : toUtf8(text)) {
         if (c == '"' || c == '\\') {
             result += '\\';
             result += c;

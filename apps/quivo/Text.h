@@ -25,7 +25,10 @@ namespace Quivo::tool {
 /// "0:07", "12:34" or "1:02:03".
 [[nodiscard]] std::string toTimeText(double seconds);
 
-/// A string literal of JSON, with its quotes.
+/// `text` on one line, whatever it was made of: control characters become spaces.
+[[nodiscard]] std::string toLine(std::string text);
+
+/// A string literal of JSON, with its quotes; bytes that are no UTF-8 become U+FFFD.
 [[nodiscard]] std::string toJson(std::string_view text);
 
 /// A number of JSON; null for what JSON has no number for.

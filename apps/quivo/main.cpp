@@ -1,5 +1,6 @@
 #include "Commands.h"
 #include "Memory.h"
+#include "Text.h"
 
 #include <quivo/core/Version.h>
 #include <quivo/writer/Progress.h>
@@ -26,13 +27,7 @@ std::string getVersion() {
            std::to_string(QUIVO_VERSION_MINOR) + "." + std::to_string(QUIVO_VERSION_PATCH);
 }
 
-/// Prints an error as the one line that it is, whatever it was made of.
-void report(std::string message) {
-    for (char& c : message) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
-    }
-    std::cerr << "quivo: " << message << '\n';
-}
+void report(std::string const& message) { std::cerr << "quivo: " << toLine(message) << '\n'; }
 
 /// Makes sure that what was printed has arrived.
 void flushOutput() {

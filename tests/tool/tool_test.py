@@ -126,6 +126,14 @@ class Tool(unittest.TestCase):
         self.assertEqual((info["id"], info["groupId"]), ("grey", Path.cwd().name))
         self.assertEqual([level["resolution"] for level in info["levels"]], [400, 200, 100, 50])
         self.assertAlmostEqual(info["areaMM2"], 13 * 11 / 400 ** 2, 15)
+        # Names may be any bytes: no forged lines, no broken JSON.
+        name = os.fsdecode(b"\xff\n\xce\xbc\xe2\x82.tif")
+        os.link("grey.tif", name)
+        lines = [call("info", path).stdout.count(b"\n") for path in ("./grey.tif", "./" + name)]
+        self.assertEqual(lines[0], lines[1])
+        info = json.loads(call("info", "./" + name, "--json").stdout.decode())
+        self.assertEqual(info["id"], "\ufffd\n\u03bc\ufffd\ufffd")
+        os.remove(name)
 
     def test_values_and_picture_of_a_known_file(self):
         part = [GREY[y * 13 + x] if 0 <= x < 13 and y >= 0 else 0
