@@ -17,20 +17,20 @@ double* TileStore::find(Key const& key) noexcept {
     return tiles_[place].values.get();
 }
 
-double* TileStore::add(Key const& key, std::size_t numValues,
-                       std::function<void(double*)> const& read) {
+/// The values of the place that `insert` will take.
+double* TileStore::makeRoom(std::size_t numValues) {
     if (size_ == capacity_) forget(oldest_);
     if (unused_ == none) makePlace(numValues);
-    // Unused until it is read: a failure leaves the place for the next tile.
+    return tiles_[unused_].values.get();
+}
+
+void TileStore::insert(Key const& key) noexcept {
     Place const place = unused_;
-    Tile& tile = tiles_[place];
-    read(tile.values.get());
-    unused_ = tile.next;
-    tile.key = key;
+    unused_ = tiles_[place].next;
+    tiles_[place].key = key;
     enter(place);
     linkAsNewest(place);
     ++size_;
-    return tile.values.get();
 }
 
 void TileStore::clear() noexcept {

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <vector>
 
 namespace Quivo {
@@ -29,10 +28,17 @@ public:
     [[nodiscard]] double* find(Key const& key) noexcept;
 
     /// Adds a tile that is not here, of `numValues` doubles, the same number for all:
-    /// `read(values)` fills them. A full store gives it the memory of
-    /// the tile used longest ago, which is lost even if `read` throws; then nothing is added.
+    /// `read(values)` fills them. A full store gives it the memory of the tile used longest ago,
+    /// which is lost even if `read` throws; then nothing is added.
     /// error: std::bad_alloc, and what `read` throws.
-    double* add(Key const& key, std::size_t numValues, std::function<void(double*)> const& read);
+    template <typename Read>
+    double* add(Key const& key, std::size_t numValues, Read read) {
+        // Unused until it is read: a failure leaves the place for the next tile.
+        double* const values = makeRoom(numValues);
+        read(values);
+        insert(key);
+        return values;
+    }
 
     /// Forgets all tiles and frees their memory.
     void clear() noexcept;
@@ -50,6 +56,8 @@ private:
     };
 
     [[nodiscard]] Place& bucketOf(Key const& key) noexcept;
+    double* makeRoom(std::size_t numValues);
+    void insert(Key const& key) noexcept;
     void makePlace(std::size_t numValues);
     void forget(Place place) noexcept;
     void enter(Place place) noexcept;

@@ -181,6 +181,18 @@ TEST_F(FaultTest, AReaderOutOfMemoryLosesNothing) {
     }
 }
 
+TEST_F(FaultTest, AMissOfAFullCacheNeedsNoMemory) {
+    Values const pixels(64 * 64, 3.0);
+    BufferImage<double> image(pixels.data(), {64, 64, 1}, 1, {0, 9}, {});
+    CachedImage cache(&image, 0, {16, 16, 1}, false);
+    Values values(64 * 64);
+    auto const readAll = [&] {
+        return cache.openRegion(values.data(), 0, Box({}, {63, 63, 0})), true;
+    };
+    EXPECT_TRUE(readAll());
+    EXPECT_EQ(failEach(Call::Allocate, readAll, [](bool) {}), 0);
+}
+
 TEST_F(FaultTest, AFailedWriterLeavesTheOldFileAndNothingElse) {
     auto const sourcePath = folder + "/source";
     makeTiff(sourcePath, pagesOf("61x45 u8*3 rgb"));
