@@ -36,16 +36,12 @@ Vector ArbitraryDownsampleFilter::getTileExtent() const {
 }
 
 void ArbitraryDownsampleFilter::openRegion(double* dst, long long level, Box const& region) {
-    if (region.isEmpty()) return;
+    long long const numChannels = getSource()->getNumChannels();
+    if (region.isEmpty() || numChannels < 1) return;
     Box const srcRegion(Vector(detail::firstSourceOf(region.min.x, scaleFactor_),
                                detail::firstSourceOf(region.min.y, scaleFactor_), region.min.z),
                         Vector(detail::lastSourceOf(region.max.x, scaleFactor_),
                                detail::lastSourceOf(region.max.y, scaleFactor_), region.max.z));
-    long long const numChannels = getSource()->getNumChannels();
-    Vector const srcExtent = srcRegion.getExtent();
-    Vector const dstExtent = region.getExtent();
-    long long const srcPlane = srcExtent.x * srcExtent.y;
-    long long const dstPlane = dstExtent.x * dstExtent.y;
     // The source fills all of it: no zeros beforehand.
     auto const scratch =
         detail::allocateScratch(detail::elementCount(srcRegion, numChannels, sizeof(double)));
@@ -53,10 +49,9 @@ void ArbitraryDownsampleFilter::openRegion(double* dst, long long level, Box con
 
     auto const columns = detail::AreaWeights::ofPixels(region.min.x, region.max.x, scaleFactor_);
     auto const rows = detail::AreaWeights::ofPixels(region.min.y, region.max.y, scaleFactor_);
-    for (long long plane = 0; plane < numChannels * dstExtent.z; ++plane) {
-        detail::averageByArea(scratch.get() + plane * srcPlane, srcExtent.x, dst + plane * dstPlane,
-                              columns, rows);
-    }
+    Vector const extent = srcRegion.getExtent();
+    detail::averageByArea({scratch.get(), extent.x, extent.x * extent.y}, dst,
+                          numChannels * extent.z, columns, rows);
 }
 
 }  // namespace Quivo

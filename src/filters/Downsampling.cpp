@@ -18,8 +18,15 @@ struct Decomposition {
     double remainder;
 
     explicit Decomposition(double factor) noexcept
-        : numHalvings(detail::truncated(std::floor(detail::log2Quotient(1.0 / factor) + 0.01))),
-          remainder(std::exp2(static_cast<double>(numHalvings)) * factor) {}
+        : numHalvings(detail::truncated(std::floor(log2Inverse(factor) + 0.01))),
+          remainder(std::scalbln(factor, static_cast<long>(numHalvings))) {}
+
+private:
+    static double log2Inverse(double factor) noexcept {
+        // The smallest factors are above 0, but what they divide is beyond doubles.
+        bool const hasInverse = std::isfinite(1.0 / factor);
+        return hasInverse ? detail::log2Quotient(1.0 / factor) : -detail::log2Quotient(factor);
+    }
 };
 
 }  // namespace
@@ -69,19 +76,15 @@ void downsampleBufferIntermediateLevel(double* src, double* dst, Vector const& s
     auto const phase = [factor](long long dstStart, long long srcStart) {
         return static_cast<double>(dstStart) - static_cast<double>(srcStart) * factor;
     };
-    if (numChannels < 1 || dstExtent.x < 1 || dstExtent.y < 1) return;
+    if (numChannels < 1 || dstExtent.x < 1 || dstExtent.y < 1 || dstExtent.z < 1) return;
 
     using detail::AreaWeights;
     auto const columns =
         AreaWeights::ofShares(srcExtent.x, dstExtent.x, factor, phase(dstPosition.x, origin.x));
     auto const rows =
         AreaWeights::ofShares(srcExtent.y, dstExtent.y, factor, phase(dstPosition.y, origin.y));
-    long long const srcPlane = srcExtent.x * srcExtent.y;
-    long long const dstPlane = dstExtent.x * dstExtent.y;
-    for (long long plane = 0; plane < numChannels * srcExtent.z; ++plane) {
-        detail::averageByArea(src + plane * srcPlane, srcExtent.x, dst + plane * dstPlane, columns,
-                              rows);
-    }
+    detail::averageByArea({src, srcExtent.x, srcExtent.x * srcExtent.y}, dst,
+                          numChannels * srcExtent.z, columns, rows);
 }
 
 }  // namespace Quivo

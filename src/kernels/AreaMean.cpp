@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 namespace Quivo::detail {
 
@@ -34,10 +35,12 @@ long long lastSourceOf(long long pixel, double factor) noexcept {
     return truncated((static_cast<double>(pixel) + 1.0) / factor);
 }
 
-AreaWeights::AreaWeights(long long numPixels, long long maxSources)
-    : numWeights_((maxSources + weightsPerStep - 1) / weightsPerStep * weightsPerStep),
-      pixels_(static_cast<std::size_t>(numPixels)),
-      weights_(static_cast<std::size_t>(numPixels * numWeights_)) {}
+AreaWeights::AreaWeights(long long numPixels) : pixels_(static_cast<std::size_t>(numPixels)) {}
+
+void AreaWeights::makeRoom(long long maxSources) {
+    numWeights_ = (maxSources + weightsPerStep - 1) / weightsPerStep * weightsPerStep;
+    weights_.resize(pixels_.size() * static_cast<std::size_t>(numWeights_));
+}
 
 void AreaWeights::add(long long i, long long source, double weight) noexcept {
     Pixel& p = pixels_[static_cast<std::size_t>(i)];
@@ -47,23 +50,30 @@ void AreaWeights::add(long long i, long long source, double weight) noexcept {
 }
 
 AreaWeights AreaWeights::ofPixels(long long first, long long last, double factor) {
-    long long const numPixels = last - first + 1;
+    AreaWeights result(last - first + 1);
+    // Up to here a pixel plus 1.0 is the next pixel, in doubles too: its first source is the last
+    // one of the pixel before, and divisions are dear.
+    constexpr long long exactPixels = 1LL << 53;
+    bool const isExact = first > -exactPixels && last < exactPixels;
     long long const firstSource = firstSourceOf(first, factor);
+    long long begin = firstSource;
     long long maxSources = 1;
-    for (long long i = 0; i < numPixels; ++i) {
-        long long const pixel = first + i;
-        maxSources =
-            std::max(maxSources, lastSourceOf(pixel, factor) - firstSourceOf(pixel, factor) + 1);
+    long long pixel = first;
+    for (Pixel& used : result.pixels_) {
+        if (!isExact) begin = firstSourceOf(pixel, factor);
+        long long const end = lastSourceOf(pixel, factor);
+        used = {begin, end - begin + 1};
+        maxSources = std::max(maxSources, used.numSources);
+        begin = end;
+        pixel = wrappingAdd(pixel, 1);  // pixels may end where 64 bits end
     }
-    AreaWeights result(numPixels, maxSources);
-    // Counted from 0, because pixels may end where 64 bits end.
-    for (long long i = 0; i < numPixels; ++i) {
-        long long const pixel = first + i;
-        long long const begin = firstSourceOf(pixel, factor);
-        long long const numSources = lastSourceOf(pixel, factor) - begin + 1;
-        for (long long source = 0; source < numSources; ++source) {
-            double const overlap = overlapOf(begin + source, pixel, factor);
-            if (overlap >= smallestOverlap) result.add(i, begin - firstSource + source, overlap);
+    result.makeRoom(maxSources);
+    for (long long i = 0; i < result.getSize(); ++i) {
+        // What the pixel may use becomes what it does use.
+        Pixel const used = std::exchange(result.pixels_[static_cast<std::size_t>(i)], {});
+        for (long long n = 0; n < used.numSources; ++n) {
+            double const overlap = overlapOf(used.source + n, first + i, factor);
+            if (overlap >= smallestOverlap) result.add(i, used.source + n - firstSource, overlap);
         }
     }
     return result;
@@ -73,7 +83,8 @@ AreaWeights AreaWeights::ofShares(long long numSources, long long numPixels, dou
                                   double phase) {
     // Wider than half a pixel, sources reach a pixel three at a time, and four where rounding
     // leaves a sliver on either side.
-    AreaWeights result(numPixels, weightsPerStep);
+    AreaWeights result(numPixels);
+    result.makeRoom(weightsPerStep);
     for (long long source = 0; source < numSources; ++source) {
         double const start = static_cast<double>(source) * factor - phase;
         double const pixel = std::floor(start);
@@ -200,7 +211,8 @@ QUIVO_DEFINE_VARIANTS(combineColumns,
 
 namespace {
 
-/// A run of columns whose sources fit into the nearer caches, and what they need of a source row.
+/// A run of columns, short so that its sources stay in the nearer caches where factors are not
+/// tiny, and what they need of a source row.
 class Strip {
 public:
     Strip(AreaWeights const& columns, long long first, long long count)
@@ -208,6 +220,7 @@ public:
           weights_(columns.getWeights(first)),
           firstSource_(columns.getSource(first)) {
         long long end = firstSource_;
+        sources_.reserve(static_cast<std::size_t>(count));
         for (long long i = first; i < first + count; ++i) {
             bool const isEmpty = columns.getNumSources(i) == 0;
             sources_.push_back(isEmpty ? 0 : columns.getSource(i) - firstSource_);
@@ -241,14 +254,19 @@ private:
 
 }  // namespace
 
-void averageByArea(double const* src, long long srcStride, double* dst, AreaWeights const& columns,
-                   AreaWeights const& rows) {
+void averageByArea(PlanesView const& src, double* dst, long long numPlanes,
+                   AreaWeights const& columns, AreaWeights const& rows) {
     constexpr long long pixelsPerStrip = 4096;
     long long const width = columns.getSize();
+    long long const height = rows.getSize();
     for (long long x = 0; x < width; x += pixelsPerStrip) {
         Strip strip(columns, x, std::min(pixelsPerStrip, width - x));
-        for (long long y = 0; y < rows.getSize(); ++y) {
-            strip.computeRow(src, srcStride, rows, y, columns.getNumWeights(), dst + y * width);
+        for (long long plane = 0; plane < numPlanes; ++plane) {
+            double const* const values = src.values + plane * src.planeStride;
+            for (long long y = 0; y < height; ++y) {
+                strip.computeRow(values, src.rowStride, rows, y, columns.getNumWeights(),
+                                 dst + (plane * height + y) * width);
+            }
         }
     }
 }

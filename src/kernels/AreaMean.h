@@ -42,7 +42,7 @@ public:
     [[nodiscard]] long long getNumSources(long long i) const noexcept {
         return pixel(i).numSources;
     }
-    /// One past the last source pixel that pixels up to number i use.
+    /// One past the last source pixel of pixel i; 0 when there are none.
     [[nodiscard]] long long getSourceEnd(long long i) const noexcept {
         return pixel(i).source + pixel(i).numSources;
     }
@@ -58,14 +58,15 @@ private:
         long long numSources;
     };
 
-    AreaWeights(long long numPixels, long long maxSources);
+    explicit AreaWeights(long long numPixels);
+    void makeRoom(long long maxSources);
 
     [[nodiscard]] Pixel const& pixel(long long i) const noexcept {
         return pixels_[static_cast<std::size_t>(i)];
     }
     void add(long long i, long long source, double weight) noexcept;
 
-    long long numWeights_;
+    long long numWeights_ = 0;
     std::vector<Pixel> pixels_;
     std::vector<double> weights_;
 };
@@ -84,11 +85,17 @@ QUIVO_DECLARE_VARIANTS(combineColumns,
                         long long numWeights, double* out, long long count, double const* ahead0,
                         double const* ahead1));
 
-/// Shrinks one plane, whose rows are `srcStride` values apart, into one of columns.getSize() x
-/// rows.getSize() values: rows first, then columns, so that every value depends on its own
-/// weights and sources alone.
+/// Planes in memory: how far apart their rows are, and they from each other, in values.
+struct PlanesView {
+    double const* values;
+    long long rowStride;
+    long long planeStride;
+};
+
+/// Shrinks planes into those of columns.getSize() x rows.getSize() values each: rows first, then
+/// columns, so that every value depends on its own weights and sources alone.
 /// error: std::bad_alloc.
-void averageByArea(double const* src, long long srcStride, double* dst, AreaWeights const& columns,
-                   AreaWeights const& rows);
+void averageByArea(PlanesView const& src, double* dst, long long numPlanes,
+                   AreaWeights const& columns, AreaWeights const& rows);
 
 }  // namespace Quivo::detail

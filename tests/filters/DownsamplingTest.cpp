@@ -125,6 +125,7 @@ TEST(Downsampling, RefusesBeforeItWrites) {
                       "Z-Dimensions of source and destination must match");
         }
     }
+    EXPECT_EQ(refusal(downsampleBuffer, 5e-324, 2), "") << "above 0, though 1 / it is not finite";
     for (double factor : {0.3, 0.5, 0.7})  // no channels, nothing to write
         shrink(downsampleBuffer, source, {4, 4, 2}, Box(Vector(4, 4, 2)), factor, 0);
 }
@@ -168,6 +169,8 @@ TEST(ArbitraryDownsampleFilter, ScalesWhatItSaysOfItself) {
     EXPECT_EQ((std::vector{filter.getExtent(1), filter.getVoxelSize(1), filter.getTileExtent()}),
               (std::vector{Vector(150, 90, 3), Vector(1666, 1600, 9), Vector(300, 180, 3)}));
     EXPECT_EQ(filter.getNumLevels(), 8) << "its own, not the source's 3";
+    double none = 0;
+    EXPECT_THROW(filter.openRegion(&none, 0, Box(Vector(3LL << 31, 3LL << 31, 1))), std::bad_alloc);
 }
 
 }  // namespace Quivo::Testing
