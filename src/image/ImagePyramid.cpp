@@ -8,6 +8,7 @@
 #include "kernels/Mean.h"
 
 #include <algorithm>
+#include <new>
 #include <type_traits>
 
 namespace Quivo {
@@ -27,6 +28,7 @@ ImagePyramid<T>::ImagePyramid(Vector const& extent, long long numChannels)
     : extent_(extent),
       numChannels_(numChannels),
       levels_(static_cast<std::size_t>(computeNumPyramidLevels(extent))) {
+    if (numChannels < 0) throw std::bad_array_new_length();
     for (std::size_t level = 0; level < levels_.size(); ++level) {
         Vector const e = getExtent(static_cast<long long>(level));
         levels_[level].resize(detail::elementCount(e, numChannels, sizeof(T)));
@@ -72,7 +74,7 @@ void ImagePyramid<T>::computeLevelsUpwards(long long fromLevel) {
     for (long long level = std::max(fromLevel, 0LL); level < getNumLevels(); ++level) {
         levels.push_back({getLevelBuffer(level), getExtent(level)});
     }
-    if (levels.size() < 2) return;
+    if (levels.size() < 2 || extent_.z < 1 || numChannels_ < 1) return;
     for (long long plane = 0; plane < numChannels_ * extent_.z; ++plane) {
         for (long long row = 0; row < levels[1].extent.y; ++row) {
             // As soon as two rows of a level are there, so is one of the next: they are still in

@@ -97,11 +97,12 @@ namespace Quivo {
 template <typename T, typename U>
 void downsampleBufferFullLevel(T* src, U* dst, Vector srcExtent, long long numChannels,
                                long long numHalvings) noexcept {
-    if (srcExtent.x < 1 || srcExtent.y < 1 || srcExtent.z < 1 || numHalvings > 62) return;
+    if (srcExtent.x < 1 || srcExtent.y < 1 || srcExtent.z < 1) return;
+    if (numChannels < 1 || numHalvings > 62) return;
     long long const edge = 1LL << numHalvings;
     Vector const dstExtent = srcExtent / Vector(edge, edge, 1);
     if (numHalvings == 0) {
-        if (dst != src) std::copy_n(src, std::max(numChannels, 0LL) * srcExtent.prod(), dst);
+        if (dst != src) std::copy_n(src, numChannels * srcExtent.prod(), dst);
         return;
     }
     // Destinations are written in ascending order, none past the first source value that a later

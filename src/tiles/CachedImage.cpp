@@ -43,7 +43,10 @@ CachedImage::CachedImage(Image* source, long long cacheSizeMB, Vector const& til
 }
 
 CachedImage::CachedImage(Image* source, long long cacheSizeMB, bool ownsSource)
-    : source_(source, ownsSource), hash_(source->getHash()), tileExtent_(source->getTileExtent()) {
+    : source_(source, ownsSource), hash_(source->getHash()) {
+    // Images without pixels, and some that were shrunk, have tiles without an extent.
+    Vector const own = source->getTileExtent();
+    tileExtent_ = {std::max(own.x, 1LL), std::max(own.y, 1LL), std::max(own.z, 1LL)};
     measure(cacheSizeMB);
 }
 

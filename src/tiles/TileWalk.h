@@ -15,7 +15,8 @@ public:
         last_ = clipped.max / tileExtent;
     }
 
-    /// The indices of the tiles at both ends, inclusive; crossed when none is touched.
+    /// The indices of the tiles at both ends, inclusive. When none is touched they are crossed, or
+    /// both that of the first tile, whose share is empty.
     [[nodiscard]] Vector const& getFirst() const noexcept { return first_; }
     [[nodiscard]] Vector const& getLast() const noexcept { return last_; }
 

@@ -7,6 +7,8 @@
 #include "core/Storage.h"
 #include "kernels/Mean.h"
 
+#include <algorithm>
+
 namespace Quivo {
 
 namespace {
@@ -51,8 +53,10 @@ void ImageWriter::DownsampleOrProxy::openRegion(double* dst, long long level, Bo
     Vector const twice(2, 2, 1);
     Box const srcRegion(region.min * twice, region.max * twice + Vector(1, 1, 0));
     long long const numChannels = image_->getNumChannels();
-    auto const scratch =
-        detail::allocateScratch(detail::elementCount(srcRegion, numChannels, sizeof(double)));
+    auto const count = detail::elementCount(srcRegion, numChannels, sizeof(double));
+    auto const scratch = detail::allocateScratch(count);
+    // The image may be one that does not write what it does not have.
+    std::fill_n(scratch.get(), count, 0.0);
     singleLevelImage_->openRegion(scratch.get(), singleLevelImageLevel_, srcRegion);
     downsampleBufferFullLevel<double, double>(scratch.get(), dst, srcRegion.getExtent(),
                                               numChannels, 1);

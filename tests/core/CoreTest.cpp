@@ -5,6 +5,7 @@
 
 #include "support/Probe.h"
 
+#include <climits>
 #include <limits>
 #include <numeric>
 
@@ -157,6 +158,9 @@ TEST(Buffer, SizesThatOverflowThrow) {
     }
     EXPECT_THROW(ImagePyramid<unsigned char>(Vector(big, big, 1), 1), std::bad_alloc);
     EXPECT_THROW(ImagePyramid<double>(Vector(big, 1LL << 29, 1), 1), std::bad_alloc);
+    EXPECT_THROW(ImagePyramid<double>(Vector(4, 4, -5), -1), std::bad_alloc) << "5 planes of none";
+    // Planes whose number wraps around, in levels without elements.
+    ImagePyramid<double>(Vector(4, 4, LLONG_MIN), 2).computeLevelsUpwards(0);
 }
 
 TEST(Resolution, IsThatOfVoxelsInNanometres) {

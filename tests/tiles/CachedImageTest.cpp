@@ -1,3 +1,5 @@
+#include <quivo/filters/ArbitraryDownsampleFilter.h>
+#include <quivo/image/BufferImage.h>
 #include <quivo/tiles/CachedImage.h>
 
 #include "support/Probe.h"
@@ -51,6 +53,18 @@ TEST(CachedImage, DoesWhatAListOfTilesDoesInAnySequence) {
             };
             ASSERT_EQ(dst.take(), pixelByPixel(2, Box(dstExtent), expected)) << "at " << i;
         }
+    }
+}
+
+TEST(CachedImage, TakesTilesOfOnePixelWhereTheSourceHasNone) {
+    double const pixel = 8;
+    BufferImage<double> empty(&pixel, {0, 0, 1}, 1, {0, 9}, {});
+    BufferImage<double> single(&pixel, {1, 1, 1}, 1, {0, 9}, {});
+    ArbitraryDownsampleFilter shrunk(&single, 0.5, false);
+    for (Image* source : {static_cast<Image*>(&empty), static_cast<Image*>(&shrunk)}) {
+        EXPECT_EQ(source->getTileExtent().x, 0);
+        CachedImage cache(source, 1, false);
+        EXPECT_EQ(read(cache, 0, Box(Vector(3, 2, 1))), Values(6));
     }
 }
 

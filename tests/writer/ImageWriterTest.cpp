@@ -182,6 +182,12 @@ TEST(DownsampleOrProxy, ComputesOnlyTheLevelAboveTheWrittenOne) {
     }
     (void)read(proxy, 1, {{10, 4, 0}, {19, 7, 2}});
     EXPECT_EQ(written.reads.back(), std::pair(1LL, Box({20, 8, 0}, {39, 15, 2}))) << "every slice";
+    struct Silent : ProbeImage {
+        void openRegion(double*, long long, Box const&) override {}
+    } silent;
+    Values const old(4096, 5.0);  // so that fresh memory is not 0 by chance
+    proxy.setSingleLevelImage(&silent, 0, 0, false);
+    EXPECT_EQ(read(proxy, 1, Box(Vector(16, 16, 2))), Values(1024)) << "what nobody writes is 0";
     EXPECT_EQ(proxy.getExtent(1), source.getExtent(1));
     EXPECT_EQ(proxy.getNumLevels(), 7);
 }

@@ -31,7 +31,7 @@ public:
     /// error: std::bad_alloc, and what the source throws; a source handed over with ownership is
     /// deleted then too.
     CachedImage(Image* source, long long cacheSizeMB, Vector const& tileExtent, bool ownsSource);
-    /// With the source's tile extent.
+    /// With the source's tile extent, and 1 where that is below.
     /// error: as above.
     CachedImage(Image* source, long long cacheSizeMB, bool ownsSource);
     ~CachedImage() override;
