@@ -1,5 +1,5 @@
-// The order of the virtual operations is part of the binary interface: programs built against an
-// older library call by position.
+// The order of the virtual operations and the sizes of objects are part of the binary interface:
+// programs built against an older library call by position, and lay out objects themselves.
 
 #include <quivo/Quivo.h>
 
@@ -8,6 +8,7 @@
 #include <cstring>
 #include <exception>
 #include <type_traits>
+#include <vector>
 
 namespace Quivo::Testing {
 
@@ -65,6 +66,24 @@ TEST(VirtualOrder, StaysAsItIs) {
         areConsecutiveFrom(16, &CachedImage::openTileRegionToPosition, &Past<CachedImage>::next));
     EXPECT_TRUE(areConsecutiveFrom(2, &Past<ChannelBank>::next));  // after its destructor
 }
+
+#if defined(__x86_64__) && defined(__GLIBCXX__)
+template <typename... Types>
+std::vector<std::size_t> sizesOf() {
+    return {sizeof(Types)...};
+}
+
+TEST(ObjectSizes, StayAsTheyAre) {
+    EXPECT_EQ((sizesOf<Vector, Box, ValueRange<double>, Buffer<double>, DisplayView, Image,
+                       InvariableImage, BufferImage<double>, ImagePyramid<double>, Filter,
+                       ScaleFilter>()),
+              (std::vector<std::size_t>{24, 48, 16, 88, 48, 8, 56, 160, 64, 72, 96}));
+    EXPECT_EQ((sizesOf<SubImageFilter, SliceFilter, ArbitraryDownsampleFilter, TileImage, Loader,
+                       CachedImage, ChannelBank, Writer, Proxy, Monitor, CancellationChecker,
+                       CancellationException, Lock, MaybeOwned<Image>>()),
+              (std::vector<std::size_t>{128, 136, 80, 24, 8, 120, 136, 136, 56, 24, 8, 8, 8, 16}));
+}
+#endif
 
 // Handlers of ordinary errors do not swallow a cancellation.
 static_assert(!std::is_base_of_v<std::exception, CancellationException>);
