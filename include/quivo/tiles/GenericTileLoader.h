@@ -29,7 +29,9 @@ public:
     /// it, lies within the tile and may be empty (then nothing is written). `dst` is the caller's
     /// whole planar buffer of extent `dstExtent` (channel stride `dstExtent.prod()`);
     /// `tileRegion.min` lands at its position `dstPosition`. At the image's high border
-    /// `tileRegion` may reach past the image's extent, still inside the tile.
+    /// `tileRegion` may reach past the image's extent, still inside the tile. Tile 0 is also asked
+    /// for when a request lies just below it, then with an empty `tileRegion`, or when `level` has
+    /// no pixels at all.
     virtual void openTileRegionToPosition(T* dst, long long level, Vector const& tilePosition,
                                           Box const& tileRegion, Vector const& dstExtent,
                                           Vector const& dstPosition) = 0;
