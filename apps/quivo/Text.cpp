@@ -69,7 +69,8 @@ std::string toSizeText(double numBytes) {
 }
 
 std::string toTimeText(double seconds) {
-    auto const whole = static_cast<long long>(seconds + 0.5);
+    constexpr double most = 9e18;  // what is not below it, and what is no number, has no 64 bits
+    auto const whole = static_cast<long long>(seconds < most ? seconds + 0.5 : most);
     std::string const minutesAndHours =
         whole < 3600 ? std::to_string(whole / 60)
                      : std::to_string(whole / 3600) + ":" + padded(whole / 60 % 60);
