@@ -6,6 +6,7 @@
 #   scripts/setup.sh ci     and everything that continuous integration runs
 #   scripts/setup.sh docs   build the reference of the public headers
 #   scripts/setup.sh package  build the Debian packages
+#   scripts/setup.sh fuzz   the fuzz targets and the tools that make their seeds
 #   scripts/setup.sh bench  benchmarks, and the libraries that they are compared with
 set -euo pipefail
 
@@ -16,16 +17,17 @@ case $purpose in
     test) packages+=(libgtest-dev pkg-config python3) ;;
     ci)
         packages+=(libgtest-dev pkg-config python3 ccache clang clang-format libclang-rt-14-dev git
-            doxygen dpkg-dev file)
+            doxygen dpkg-dev file libtiff-tools)
         ;;
     docs) packages=(doxygen python3) ;;
+    fuzz) packages+=(ccache clang libclang-rt-14-dev libtiff-tools) ;;
     package) packages+=(dpkg-dev file) ;;
     bench)
         packages+=(libbenchmark-dev pkg-config python3 git time libopencv-dev libgdal-dev
             libopenimageio-dev libvips-tools gnuplot-nox)
         ;;
     *)
-        echo "usage: scripts/setup.sh demo|test|ci|docs|package|bench" >&2
+        echo "usage: scripts/setup.sh demo|test|ci|docs|fuzz|package|bench" >&2
         exit 2
         ;;
 esac
