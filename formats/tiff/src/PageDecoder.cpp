@@ -212,9 +212,13 @@ void PageDecoder::decodeStored(PageInfo const& page, TiffHandle& tiff, long long
         auto const name = (page.isTiled ? "tile " : "strip ") + std::to_string(stored.number);
         tiff.check(static_cast<long long>(decoded.size()) >= stored.bytes,
                    name + " has an unexpected size");
-        if (getStoredBytes(tiff, stored.number) == 0) {
+        bool const isStored = getStoredBytes(tiff, stored.number) != 0;
+        // Codecs may report success and leave a part of the buffer as it was: what stands there
+        // must not be what the process had in that memory before.
+        if (!isStored || !page.isUncompressed) {
             std::fill(decoded.begin(), decoded.end(), std::byte{});
-        } else {
+        }
+        if (isStored) {
             auto const read = page.isTiled ? TIFFReadEncodedTile : TIFFReadEncodedStrip;
             auto const got = read(file, stored.number, decoded.data(), tmsize_t(stored.bytes));
             tiff.check(got == stored.bytes, "damaged " + name);
@@ -283,6 +287,8 @@ void PageDecoder::readRows(PageInfo const& page, long long plane, long long firs
                        "rows of an unexpected size");
     Bytes row(static_cast<std::size_t>(rowBytes));
     auto const readRow = [&](long long y) {
+        // As for whole tiles: a codec may write less than it says.
+        if (!page.isUncompressed) std::fill(row.begin(), row.end(), std::byte{});
         auto const result =
             TIFFReadScanline(reader.tiff->get(), row.data(), static_cast<std::uint32_t>(y),
                              static_cast<std::uint16_t>(plane));
