@@ -37,6 +37,9 @@ void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 
+/// libFuzzer has memory from the operators of its own runtime that it gives back to these.
+extern "C" char const* __asan_default_options() { return "alloc_dealloc_mismatch=0"; }
+
 namespace Quivo::Fuzzing {
 
 namespace {
