@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Eight threads read through a chain over one cache whose source changes, under the thread sanitizer.
+#
+#   scripts/load.sh [SECONDS]     60 without it
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+seconds=${1:-60}
+[[ $seconds =~ ^[1-9][0-9]*$ && $# -le 1 ]] || {
+    echo "usage: scripts/load.sh [SECONDS]" >&2
+    exit 2
+}
+scripts/setup.sh ci
+scripts/build.sh tsan >/dev/null
+QUIVO_LOAD_SECONDS=$seconds build/tsan/tests/quivo_thread_tests --gtest_filter='Load.*'
