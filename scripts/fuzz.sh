@@ -21,7 +21,10 @@ targets=("${all[@]}")
 [[ $# -lt 2 ]] || targets=("$2")
 
 scripts/setup.sh fuzz
-scripts/build.sh fuzz >/dev/null
+log=$(scripts/build.sh fuzz 2>&1) || {
+    echo "$log" >&2
+    exit 1
+}
 build=$PWD/build/fuzz
 quivo=$build/bin/quivo
 

@@ -11,5 +11,8 @@ seconds=${1:-60}
     exit 2
 }
 scripts/setup.sh ci
-scripts/build.sh tsan >/dev/null
+log=$(scripts/build.sh tsan 2>&1) || {
+    echo "$log" >&2
+    exit 1
+}
 QUIVO_LOAD_SECONDS=$seconds build/tsan/tests/quivo_thread_tests --gtest_filter='Load.*'
