@@ -87,6 +87,28 @@ TEST_F(TiffImageTest, ReadsAnyBoxOfAnyFileLikeAPixelByPixelReader) {
     }
 }
 
+TEST_F(TiffImageTest, ReadsWhatNoWriterOfOursMakes) {
+    // Levels in sub-directories that lie in the file in another order than their slices.
+    auto const pages = pagesOf("u8 330=1; 30x22 level:1 slice:1; u8 slice:1 330=1; 30x22 level:1");
+    makeTiff(path, pages, "wl");
+    std::string bytes = slurp(path);
+    std::vector<std::size_t> offsets;
+    for (auto at = bytes.find("\x4A\x01"); at != bytes.npos; at = bytes.find("\x4A\x01", at + 1))
+        if (bytes.compare(at + 3, 5, std::string("\0\1\0\0\0", 5)) == 0) offsets.push_back(at + 8);
+    ASSERT_EQ(offsets.size(), 2U);
+    std::swap_ranges(&bytes[offsets[0]], &bytes[offsets[0] + 4], &bytes[offsets[1]]);
+    spill(path, bytes);
+    TiffImage stack(path);
+    EXPECT_TRUE(stack.isLevelStored(1));
+    Reference({pages[0], pages[3], pages[1], pages[2]}).check(stack, 8);
+
+    makeTiff(path, longStrip);
+    patchTags(path, {{TIFFTAG_STRIPOFFSETS, 0}, {TIFFTAG_STRIPBYTECOUNTS, 0}});
+    TiffImage sparse(path);
+    EXPECT_EQ(read(sparse, 0, Box({1000, 600, 0}, {1001, 601, 0})), Values(4)) << "never written";
+
+}
+
 TEST_F(TiffImageTest, TellsWhatTheTagsTell) {
     struct Case {
         char const* reason;
@@ -104,6 +126,7 @@ TEST_F(TiffImageTest, TellsWhatTheTagsTell) {
         {"inch by default", {1000, 2000, 0}, {0, 255}, ",,", {"u8*2 282=25400 283=12700"}},
         {"an aspect only", 0, {0, 255}, "Gray,", {"u8 282=25400 283=12700 296=1"}},
         {"range", 0, {100, 4095}, "Gray,", {"u16 280=100 281=4095"}},
+        {"range turned over", 0, {65535 - 4095, 65435}, "Gray,", {"u16 white0 280=100 281=4095"}},
         {"typed range", 0, {-3.5, 7.25}, "Gray,", {"f32 340=-3.5 341=7.25"}},
         {"a range without values", 0, {0, 255}, "Gray,", {"u8 340=7 341=7"}},
         {"colours", 0, {0, 255}, "Red,Green,Blue,", {"u8*3 rgb"}},

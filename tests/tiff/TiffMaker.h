@@ -50,12 +50,12 @@ inline void spill(std::string const& path, std::string const& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
-/// Overwrites tags of the first directory of a small classic file, checked by nobody.
+/// Overwrites tags of the first directory of a classic file, checked by nobody.
 inline void patchTags(std::string const& path, std::vector<std::pair<int, unsigned>> const& tags) {
     std::string bytes = slurp(path);
     auto const byteAt = [&](std::size_t at) { return static_cast<unsigned char>(bytes.at(at)); };
     for (auto const& [tag, value] : tags) {
-        std::size_t entry = byteAt(4) + 256U * byteAt(5) + 2;
+        std::size_t entry = byteAt(4) + 256U * (byteAt(5) + 256U * byteAt(6)) + 2;
         while (byteAt(entry) + 256 * byteAt(entry + 1) != tag) entry += 12;
         bytes[entry + 2] = TIFF_LONG;
         for (std::size_t i = 0; i < 4; ++i)

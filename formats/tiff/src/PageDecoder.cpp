@@ -6,13 +6,16 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <optional>
 
 namespace Quivo::detail {
 
 namespace {
 
 constexpr std::size_t maxIdleHandles = 8;
-constexpr std::size_t maxRowReaders = 16;
+constexpr std::size_t maxRowReaders = 16;          // of several pages
+constexpr long long maxReaderBytes = 256LL << 20;  // of the planes of one page
 constexpr long long rowsPerCheck = 64;  // a long strip may have to be decoded from its start
 
 // libtiff's flags: h leaves the first directory alone, c shows strips as they are in the file,
@@ -262,6 +265,7 @@ void PageDecoder::decodeRows(PageInfo const& page, long long y, Block& block,
     std::lock_guard const lock(rowsMutex_);
     auto const numPlanes = page.getNumPlanes();
     for (long long plane = 0; plane < numPlanes; ++plane) {
+        if (checker && plane > 0) checker->checkCancelled();
         try {
             readRows(page, plane, y * page.blockHeight, block, checker);
         } catch (...) {
@@ -271,27 +275,50 @@ void PageDecoder::decodeRows(PageInfo const& page, long long y, Block& block,
     }
 }
 
-void PageDecoder::readRows(PageInfo const& page, long long plane, long long firstRow, Block& block,
-                           CancellationChecker* checker) {
+PageDecoder::RowReader& PageDecoder::getRowReader(PageInfo const& page, long long plane) {
     std::pair const key(page.directory, plane);
-    if (rowReaders_.size() >= maxRowReaders && !rowReaders_.contains(key)) {
+    if (auto const found = rowReaders_.find(key); found != rowReaders_.end()) return found->second;
+    if (rowReaders_.size() >= maxRowReaders) {
         // Those of this page's other planes are needed again for the next block.
         std::erase_if(rowReaders_,
                       [&](auto const& other) { return other.first.first != page.directory; });
     }
+    // A handle has a table of all strips and the state of a codec. Where that is too much for all
+    // planes, the last ones share a handle and start their strips anew.
+    auto const numStrips = page.getNumPlanes() * ((page.height - 1) / page.storedBlockHeight + 1);
+    auto const limit = std::max(16LL, maxReaderBytes / (16 * numStrips + (64LL << 10)));
+    if (std::ssize(rowReaders_) >= limit) {
+        auto shared = rowReaders_.extract(std::prev(rowReaders_.end()));
+        shared.key() = key;
+        shared.mapped().nextRow = 0;
+        return rowReaders_.insert(std::move(shared)).position->second;
+    }
     RowReader& reader = rowReaders_[key];
-    if (!reader.tiff) reader.tiff = open(page, true, &reader.stream);
+    reader.tiff = open(page, true, &reader.stream);
+    return reader;
+}
+
+void PageDecoder::readRows(PageInfo const& page, long long plane, long long firstRow, Block& block,
+                           CancellationChecker* checker) {
+    RowReader& reader = getRowReader(page, plane);
+    auto* const file = reader.tiff->get();
     auto const samplesPerPlane = page.getSamplesPerPlane();
     auto const rowBytes = page.width * samplesPerPlane * getSampleBytes(page.storedType);
-    reader.tiff->check(TIFFScanlineSize(reader.tiff->get()) == rowBytes,
-                       "rows of an unexpected size");
+    reader.tiff->check(TIFFScanlineSize(file) == rowBytes, "rows of an unexpected size");
     Bytes row(static_cast<std::size_t>(rowBytes));
+    auto const sample = static_cast<std::uint16_t>(plane);
+    std::optional<std::uint32_t> strip;
+    bool isStored = false;
     auto const readRow = [&](long long y) {
+        auto const line = static_cast<std::uint32_t>(y);
+        if (auto const current = TIFFComputeStrip(file, line, sample); current != strip) {
+            strip = current;
+            isStored = getStoredBytes(*reader.tiff, current) != 0;
+        }
         // As for whole tiles: a codec may write less than it says.
-        if (!page.isUncompressed) std::fill(row.begin(), row.end(), std::byte{});
-        auto const result =
-            TIFFReadScanline(reader.tiff->get(), row.data(), static_cast<std::uint32_t>(y),
-                             static_cast<std::uint16_t>(plane));
+        if (!isStored || !page.isUncompressed) std::fill(row.begin(), row.end(), std::byte{});
+        if (!isStored) return;
+        auto const result = TIFFReadScanline(file, row.data(), line, sample);
         reader.tiff->check(result == 1, "damaged row " + std::to_string(y));
         reader.tiff->checkComplete();
         reader.nextRow = y + 1;

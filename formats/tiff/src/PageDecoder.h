@@ -49,6 +49,7 @@ private:
     void decodeConverted(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
                          Block& block);
     void decodeRows(PageInfo const& page, long long y, Block& block, CancellationChecker* checker);
+    RowReader& getRowReader(PageInfo const& page, long long plane);
     void readRows(PageInfo const& page, long long plane, long long firstRow, Block& block,
                   CancellationChecker* checker);
 

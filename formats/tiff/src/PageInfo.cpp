@@ -10,6 +10,8 @@ namespace {
 
 /// Decoded bytes that a strip is split (or strips are gathered) to.
 constexpr long long wantedBlockBytes = 2 << 20;
+/// Decoded bytes of all planes of a strip above which they are read row by row.
+constexpr long long largestStripBlockBytes = 256LL << 20;
 
 /// The most that decoding may claim to make of a file: more than any codec's honest ratio, and
 /// enough for small files with tiles of a single colour.
@@ -196,9 +198,13 @@ void PageInfo::readBlocks(TiffHandle& tiff) {
     blockWidth = storedBlockWidth;
     blockHeight = storedBlockHeight;
     if (isTiled || presentation == Presentation::Converted) return;
+    // A strip holds one plane, a block all of them.
+    auto const planeRowBytes = rowBytes / getNumPlanes();
     auto const wantedRows = std::max(1LL, wantedBlockBytes / rowBytes);
-    readsByRow = storedBlockHeight > wantedRows;
-    blockHeight = readsByRow ? wantedRows : storedBlockHeight * (wantedRows / storedBlockHeight);
+    readsByRow = storedBlockHeight > std::max(1LL, wantedBlockBytes / planeRowBytes) ||
+                 storedBlockHeight > std::max(1LL, largestStripBlockBytes / rowBytes);
+    blockHeight =
+        readsByRow ? wantedRows : storedBlockHeight * std::max(1LL, wantedRows / storedBlockHeight);
 }
 
 void PageInfo::readValueRange(TiffHandle& tiff) {
@@ -212,7 +218,13 @@ void PageInfo::readValueRange(TiffHandle& tiff) {
     stated.max = tiff.getOr<double>(TIFFTAG_SMAXSAMPLEVALUE, stated.max);
     bool const isSensible =
         std::isfinite(stated.min) && std::isfinite(stated.max) && stated.min < stated.max;
-    if (isSensible) valueRange = stated;
+    if (!isSensible) return;
+    valueRange = stated;
+    if (presentation == Presentation::Inverted && sampleType < SampleType::F32) {
+        // Integers are turned over in the range of their type, and so is what is said of them.
+        auto const all = getDefaultValueRange(sampleType);
+        valueRange = {all.min + all.max - stated.max, all.min + all.max - stated.min};
+    }
 }
 
 void PageInfo::readVoxelSize(TiffHandle& tiff) {

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 #include <set>
+#include <vector>
 
 namespace Quivo::detail {
 
@@ -20,7 +21,7 @@ struct Pages {
 
 Pages readPages(TiffHandle& tiff) {
     Pages pages;
-    std::set<std::uint64_t> subDirectories;  // each once, however often it is named
+    std::vector<std::uint64_t> subDirectories;  // in the order of their pages, as slices are
     do {
         PageInfo page(tiff);
         if (page.palette && !pages.full.empty() && pages.full[0].palette &&
@@ -31,12 +32,14 @@ Pages readPages(TiffHandle& tiff) {
         std::uint16_t count = 0;
         std::uint64_t* offsets = nullptr;
         if (TIFFGetField(tiff.get(), TIFFTAG_SUBIFD, &count, &offsets)) {
-            subDirectories.insert(offsets, offsets + count);
+            subDirectories.insert(subDirectories.end(), offsets, offsets + count);
         }
         if (TIFFLastDirectory(tiff.get())) break;
         tiff.check(TIFFReadDirectory(tiff.get()) != 0, "damaged directory");
     } while (true);
+    std::set<std::uint64_t> seen;  // each once, however often it is named
     for (std::uint64_t const offset : subDirectories) {
+        if (!seen.insert(offset).second) continue;
         tiff.check(TIFFSetSubDirectory(tiff.get(), offset) != 0, "damaged sub-directory");
         PageInfo page(tiff);
         if (!page.isMask) pages.reduced.push_back(std::move(page));

@@ -123,17 +123,19 @@ public:
         if (region.isEmpty()) return;
         auto const* const found = findLevel(level);
         Box const inside = found ? region.intersected(Box(found->extent)) : Box();
-        // Where the first voxel of the level would lie in the destination.
-        Vector const origin = dstPosition - region.min;
+        // Where a row of the region begins in the destination; relative to the region, because its
+        // positions may be anywhere.
         auto const rowAt = [&](long long c, long long y, long long z) {
-            auto const row = (c * dstExtent.z + origin.z + z) * dstExtent.y + origin.y + y;
-            return dst + row * dstExtent.x + origin.x;
+            auto const row =
+                (c * dstExtent.z + dstPosition.z + z) * dstExtent.y + dstPosition.y + y;
+            return dst + row * dstExtent.x + dstPosition.x;
         };
+        Vector const extent = region.getExtent();
         if (inside.isEmpty() || inside != region || !isCovered(level)) {
             for (long long c = 0; c < first_.numChannels; ++c) {
-                for (long long z = region.min.z; z <= region.max.z; ++z) {
-                    for (long long y = region.min.y; y <= region.max.y; ++y) {
-                        std::fill_n(rowAt(c, y, z) + region.min.x, region.getExtent().x, Out{});
+                for (long long z = 0; z < extent.z; ++z) {
+                    for (long long y = 0; y < extent.y; ++y) {
+                        std::fill_n(rowAt(c, y, z), extent.x, Out{});
                     }
                 }
             }
@@ -143,8 +145,11 @@ public:
         for (long long z = inside.min.z; z <= inside.max.z; ++z) {
             Area const area{level,           z, inside.min.x, inside.max.x + 1, inside.min.y,
                             inside.max.y + 1};
-            visitRows<T>(area, [&](long long c, long long x, long long y, T const* in,
-                                   long long run) { std::copy_n(in, run, rowAt(c, y, z) + x); });
+            visitRows<T>(
+                area, [&](long long c, long long x, long long y, T const* in, long long run) {
+                    std::copy_n(in, run,
+                                rowAt(c, y - region.min.y, z - region.min.z) + x - region.min.x);
+                });
         }
     }
 

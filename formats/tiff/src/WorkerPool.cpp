@@ -1,5 +1,6 @@
 #include "WorkerPool.h"
 
+#include <system_error>
 #include <utility>
 
 namespace Quivo::detail {
@@ -8,6 +9,8 @@ WorkerPool::WorkerPool(int numThreads) {
     if (numThreads < 2) return;
     try {
         for (int i = 0; i < numThreads; ++i) threads_.emplace_back([this] { work(); });
+    } catch (std::system_error const&) {
+        // As many as the system gives do the work, or the caller's.
     } catch (...) {
         stop();
         throw;
