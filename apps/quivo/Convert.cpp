@@ -72,7 +72,8 @@ void addConvertCommand(CLI::App& app) {
          {"source", LevelOrigin::Source},
          {"previous", LevelOrigin::Previous}},
         "take the coarser levels from INPUT, or compute each from the one before; auto, as without "
-        "it, takes them from INPUT if it stores them all and nothing is scaled");
+        "it, takes them from INPUT if it stores them all, nothing is scaled, and the box begins "
+        "where pixels of all of them do");
     options->output.addTo(*command);
     command->footer(
         "The box is cut out first, then the slice is taken, then the result is scaled.\n"

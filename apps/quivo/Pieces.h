@@ -16,10 +16,11 @@ namespace Quivo::tool {
 template <typename Handler>
 void forEachStrip(Box const& region, int axis, long long size, Handler handle) {
     long long const length = region.getExtent()[axis];
+    size = std::min(size, length);
     for (long long from = 0; from < length; from += size) {
         Box strip = region;
         strip.min[axis] = region.min[axis] + from;
-        strip.max[axis] = region.min[axis] + std::min(from + size, length) - 1;
+        strip.max[axis] = strip.min[axis] + (std::min(size, length - from) - 1);
         handle(strip);
     }
 }

@@ -20,10 +20,22 @@ namespace {
 
 /// Whether values of type `from` may not survive in a sample of type `to`, which a writer chose.
 bool losesDigits(SampleType from, SampleType to) {
-    bool const isFloat = from == SampleType::F32 || from == SampleType::F64;
-    bool const needsDouble =
-        from == SampleType::U32 || from == SampleType::I32 || from == SampleType::F64;
-    return to == SampleType::F32 ? needsDouble : isFloat;
+    switch (to) {
+        case SampleType::U8:
+            return from != SampleType::U8;
+        case SampleType::U16:
+            return from != SampleType::U8 && from != SampleType::U16;
+        case SampleType::F32:
+            return from == SampleType::U32 || from == SampleType::I32 || from == SampleType::F64;
+        default:
+            return false;
+    }
+}
+
+/// The narrowest type that a writer has for all values of type `from`.
+SampleType chooseWideType(SampleType from) {
+    if (from == SampleType::I8 || from == SampleType::I16) return SampleType::F32;
+    return from == SampleType::I32 ? SampleType::F64 : from;
 }
 
 /// The names of the channels where they are not those that go without saying; none otherwise.
@@ -117,10 +129,9 @@ std::string OutputOptions::getWarning(Source const& source, ValueRange<double> c
     SampleType const from = source.getSampleType();
     SampleType const to = TiffWriter::chooseSampleType(range);
     if (sampleType || !losesDigits(from, to)) return {};
-    std::string const hint = from == SampleType::I32 ? "f64" : toString(from);
     return toLine("quivo: warning: " + source.getInput() + ": its " + toString(from) +
-                  " samples may lose digits as " + toString(to) + ", --type " + hint +
-                  " keeps them");
+                  " samples may lose digits as " + toString(to) + ", --type " +
+                  toString(chooseWideType(from)) + " keeps them");
 }
 
 Pyramid::Pyramid(Image& image, OutputOptions const& options)

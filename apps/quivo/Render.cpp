@@ -12,6 +12,7 @@
 #include <quivo/core/Levels.h>
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -35,8 +36,8 @@ bool isSizeOpen(RenderOptions const& options) {
     return !options.size && !options.region.level && !options.region.box && !options.scale.factor;
 }
 
-/// Gives the picture exactly `size` pixels on its longer side, or less where there are less.
-/// Returns the level to read.
+/// Gives the picture exactly `size` pixels on its longer side: less where there are less, more
+/// where nothing would remain of the shorter one. Returns the level to read.
 long long fitToSize(Selection& selection, long long size, RenderOptions const& options,
                     CancellationChecker& checker) {
     auto const getLongerSide = [&](long long level) {
@@ -52,12 +53,19 @@ long long fitToSize(Selection& selection, long long size, RenderOptions const& o
         return (static_cast<double>(size) + 0.5) / static_cast<double>(getLongerSide(level));
     };
     // A side of very few pixels may lose them all, where a finer level leaves one.
-    auto const isTooThin = [&] {
-        Vector const extent = scalePosition(selection.getFrame(level).getExtent(), getFactor());
+    auto const isTooThin = [&](double factor) {
+        Vector const extent = scalePosition(selection.getFrame(level).getExtent(), factor);
         return extent.x < 1 || extent.y < 1;
     };
-    while (level > 0 && isTooThin()) --level;
-    selection.scale(getFactor(), level, options.scale.cacheSizeMB, checker);
+    while (level > 0 && isTooThin(getFactor())) --level;
+    double factor = getFactor();
+    if (isTooThin(factor)) {
+        Vector const extent = selection.getFrame(level).getExtent();
+        factor = 1.0 / static_cast<double>(std::min(extent.x, extent.y));
+        while (isTooThin(factor)) factor = std::nextafter(factor, 2.0);
+        if (factor >= 1.0) return level;
+    }
+    selection.scale(factor, level, options.scale.cacheSizeMB, checker);
     return level;
 }
 
@@ -157,10 +165,11 @@ void addRenderCommand(CLI::App& app) {
         ->required();
     options->region.addTo(*command, zerosAtBorder, "0 without it");
     CLI::Option* const scale = options->scale.addTo(*command);
-    addInteger(
-        *command, "--size", &options->size, positiveInteger,
-        "the pixels on the longer side of the picture, fewer only where there are no more; "
-        "1024 without it, unless --level, --box or --scale is given; with --level only of a --box")
+    addInteger(*command, "--size", &options->size, positiveInteger,
+               "the pixels on the longer side of the picture, fewer only where there are no more, "
+               "more where "
+               "the shorter side would have none; 1024 without it, unless --level, --box or "
+               "--scale is given; with --level only of a --box")
         ->excludes(scale);
     command->footer(
         "Examples: quivo render slide.tif preview.png --size 800\n"

@@ -136,7 +136,12 @@ long long Selection::getBandHeight() const noexcept {
 }
 
 bool Selection::isLevelStored(long long level) const noexcept {
-    return !factor_ && source_.isLevelStored(baseLevel_ + level);
+    // A box that begins inside a pixel of the level shows it moved, not as it is stored.
+    auto const isOnGrid = [&](long long corner) {
+        return std::max(corner, 0LL) % pow2(level) == 0;
+    };
+    bool const fits = !box_ || (isOnGrid(box_->min.x) && isOnGrid(box_->min.y));
+    return !factor_ && fits && source_.isLevelStored(baseLevel_ + level);
 }
 
 void Selection::build(CancellationChecker* checker, long long cacheSizeMB) {

@@ -56,7 +56,7 @@ public:
     /// How many rows of it are best read across the whole width before those below.
     [[nodiscard]] long long getBandHeight() const noexcept;
 
-    /// Whether reading a level of the image computes nothing.
+    /// Whether a level of the image is one that the file stores: nothing is computed or moved.
     [[nodiscard]] bool isLevelStored(long long level) const noexcept;
 
 private:

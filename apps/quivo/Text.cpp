@@ -78,8 +78,14 @@ std::string toTimeText(double seconds) {
 }
 
 std::string toLine(std::string text) {
+    char before = 0;
     for (char& c : text) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
+        // In UTF-8, those from 0x80 on follow a byte 0xC2.
+        auto const byte = static_cast<unsigned char>(c);
+        bool const isUpper = before == '\xC2' && byte >= 0x80 && byte < 0xA0;
+        before = c;
+        if (byte < 0x20 || byte == 0x7f) c = ' ';
+        if (isUpper) c = '\xA0';  // a space that does not break
     }
     return text;
 }

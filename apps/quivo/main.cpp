@@ -5,6 +5,9 @@
 #include <quivo/core/Version.h>
 #include <quivo/writer/Progress.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <csignal>
 #include <iostream>
@@ -96,6 +99,10 @@ ExitStatus runAndReport(int argc, char** argv) {
 }  // namespace Quivo::tool
 
 int main(int argc, char** argv) {
+    // Where one of the standard three is closed, a file that is opened must not take its place.
+    int opened = 0;
+    while (opened >= 0 && opened <= STDERR_FILENO) opened = ::open("/dev/null", O_RDWR);
+    if (opened >= 0) ::close(opened);
     // A reader that goes away and a limit on file sizes are failed writes, not sudden ends.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);

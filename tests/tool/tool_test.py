@@ -135,6 +135,26 @@ class Tool(unittest.TestCase):
         self.assertEqual(info["id"], "\ufffd\n\u03bc\ufffd\ufffd")
         os.remove(name)
 
+    def test_what_is_cut_or_thin_keeps_its_place_and_its_values(self):
+        # A box that begins inside a pixel of the stored level 1: its level is made anew.
+        call("convert", SET, "set.tif", "--tile", "16", "--levels", "source")
+        for x, options in ((3, ["--levels", "previous"]), (64, ["--levels", "source"])):
+            box = ["--box", f"{x},64,64,64", "--tile", "16"]
+            call("convert", "set.tif", "auto.tif", "--force", *box)
+            call("convert", "set.tif", "same.tif", "--force", *box, *options)
+            self.assertEqual(snapshot()["auto.tif"], snapshot()["same.tif"], x)
+        write_tiff("thin.tif", 3000, 2, "B", [200] * 6000)
+        call("render", "thin.tif", "thin.png", "--size", "9")
+        self.assertEqual(decode_png("thin.png"), (1500, 1, 1, [200] * 1500))
+        # Values are where the box says at the ends of 64 bits, too: nowhere.
+        for corner in "9223372036854775806,0,1,1", "-9223372036854775808,0,1,1":
+            self.assertEqual(read("grey.tif", 0, corner)[0], [0])
+
+    def test_closed_streams_take_no_place_in_the_output(self):
+        write_tiff("real.tif", 13, 11, "I", [2 ** 31] * 143)  # with a warning, for standard error
+        subprocess.run(f"{QUIVO} convert real.tif o.tif <&- >&- 2>&-", shell=True, check=True)
+        self.assertEqual(call("info", "o.tif").returncode, 0)
+
     def test_values_and_picture_of_a_known_file(self):
         part = [GREY[y * 13 + x] if 0 <= x < 13 and y >= 0 else 0
                 for y in range(-2, 3) for x in range(9, 17)]
