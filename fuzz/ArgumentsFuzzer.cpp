@@ -6,6 +6,8 @@
 #include "Source.h"
 #include "Text.h"
 
+#include <quivo/util/Files.h>
+
 #include <cmath>
 #include <optional>
 #include <stdexcept>
@@ -178,6 +180,14 @@ std::string readJson(std::string const& literal) {
     return text;
 }
 
+bool isUtf8(std::string const& text) {
+    try {
+        return !convertFromUtf8ToUtf16(text).empty() || text.empty();
+    } catch (std::range_error const&) {
+        return false;
+    }
+}
+
 void checkTexts(Choices& choices) {
     double const value = choices.real();
     std::string const text = toText(value);
@@ -205,7 +215,13 @@ void checkTexts(Choices& choices) {
         require(total == static_cast<long long>(size + 0.5), "a time is a number of seconds");
     }
     std::string const rest = choices.rest();
-    require(readJson(toJson(rest)) == rest, "a text of JSON reads back as the same");
+    std::string const json = toJson(rest);
+    require(isUtf8(json), "JSON is UTF-8");
+    require(readJson(json) == rest || !isUtf8(rest), "a text of JSON reads back as the same");
+    require(toJson(readJson(json)) == json, "what was no UTF-8 is replaced once");
+    std::string const line = toLine(rest);
+    require(line.size() == rest.size() && line.find('\n') == line.npos && toLine(line) == line,
+            "a line is one");
 }
 
 }  // namespace

@@ -58,6 +58,7 @@ std::vector<std::string> getChannelNames(Image& image) {
 
 void configure(TiffWriter& writer, OutputOptions const& options) {
     writer.setFilename(options.output);
+    writer.setReplacing(options.force);
     writer.setTileExtent({options.tileSide, options.tileSide, 1});
     writer.setCompression(options.compression);
     writer.setQuality(static_cast<int>(options.quality));

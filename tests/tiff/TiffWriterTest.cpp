@@ -273,4 +273,28 @@ TEST_F(TiffWriterTest, ReplacesWhatALinkPointsToAndCountsToTheEnd) {
     EXPECT_EQ(monitor.getProgress(), monitor.getMaxValue());
 }
 
+TEST_F(TiffWriterTest, KeepsWhatIsNotToBeReplacedEvenIfItCameInBetween) {
+    struct Intruder : CountingChecker {
+        std::string path;
+        void checkCancelled() override {
+            if (++calls == cancelsAt) spill(path, "precious");
+        }
+    };
+    Source source({40, 40, 2});
+    // The first question comes before anything else, the fourth among the tiles.
+    for (int const comesAt : {-1, 1, 4}) {
+        Writer writer(source, path);
+        writer.setReplacing(false);
+        Intruder intruder;
+        intruder.path = path;
+        intruder.cancelsAt = comesAt;
+        writer.writeImage(nullptr, &intruder);
+        bool const comes = comesAt > 0;
+        EXPECT_EQ(writer.getFailure(), comes ? path + ": cannot create: File exists" : "");
+        EXPECT_EQ(slurp(path) == "precious", comes);
+        std::filesystem::remove(path);
+        EXPECT_TRUE(std::filesystem::is_empty(folder));
+    }
+}
+
 }  // namespace Quivo::Testing

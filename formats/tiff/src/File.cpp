@@ -173,12 +173,20 @@ void File::unlink() noexcept {
     isTemporary_ = false;
 }
 
-void File::renameTo(std::string const& target) {
+void File::renameTo(std::string const& target, bool replaces) {
     // The lock lasts until the last descriptor is closed.
     int const locked = ::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
     // Some file systems report a full disk only now.
     if (::close(std::exchange(descriptor_, locked)) != 0)
         throwSystemError(target, "cannot write", errno);
+    if (!replaces) {
+        // A second name is only given where there is none; then the first one goes.
+        if (::link(path_.c_str(), target.c_str()) == 0) return unlink();
+        struct stat status {};
+        bool const exists = errno == EEXIST || ::lstat(target.c_str(), &status) == 0;
+        if (exists) throwSystemError(target, "cannot create", EEXIST);
+        // Not every file system has second names.
+    }
     if (std::rename(path_.c_str(), target.c_str()) != 0) {
         throwSystemError(target, "cannot replace", errno);
     }

@@ -40,9 +40,10 @@ public:
     /// Writes all `size` bytes at `position`; false on failure (errno).
     bool write(void const* data, std::size_t size, long long position) const noexcept;
 
-    /// Closes the file and gives it the name `target`, replacing what is there.
+    /// Closes the file and gives it the name `target`; `replaces` says what happens to a file that
+    /// has it already.
     /// error: std::runtime_error "TARGET: reason".
-    void renameTo(std::string const& target);
+    void renameTo(std::string const& target, bool replaces);
 
 private:
     explicit File(std::string path) noexcept;

@@ -17,6 +17,8 @@ TiffWriter::~TiffWriter() = default;
 
 void TiffWriter::setFilename(std::string const& path) { filename = path; }
 
+void TiffWriter::setReplacing(bool replaces) noexcept { replaces_ = replaces; }
+
 void TiffWriter::setCompression(TiffCompression compression) noexcept {
     compression_ = compression;
 }
@@ -55,6 +57,7 @@ void TiffWriter::writeImage(ProgressMonitor* monitor, CancellationChecker* check
 void TiffWriter::beginWriting(DownsampleOrProxy* image, CancellationChecker*) {
     detail::WritePlan plan;
     plan.target = filename;
+    plan.replaces = replaces_;
     plan.valueRange = image->getValueRange();
     plan.channelNames = channelNames_;
     plan.voxelSize = image->getVoxelSize(0);

@@ -20,10 +20,11 @@ namespace Quivo::detail {
 namespace {
 
 /// The file that a write to `path` replaces: what a symbolic link points to, else `path` itself.
-/// error: std::runtime_error when that is no regular file.
-std::string resolveTarget(std::string const& path) {
+/// error: std::runtime_error when that is no regular file, or is there and not to be replaced.
+std::string resolveTarget(std::string const& path, bool replaces) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) return path;
+    if (!replaces) throwSystemError(path, "cannot create", EEXIST);
     if (!S_ISREG(status.st_mode)) {
         throw std::runtime_error(path + ": is not a regular file and cannot be replaced");
     }
@@ -127,7 +128,7 @@ WriteSession::WriteSession(WritePlan plan)
     : plan_(std::move(plan)),
       channelXml_(toChannelXml(plan_.channelNames)),
       pixelBytes_(plan_.format.numChannels * getSampleBytes(plan_.format.sampleType)),
-      file_(File::createBeside(plan_.target = resolveTarget(plan_.target))),
+      file_(File::createBeside(plan_.target = resolveTarget(plan_.target, plan_.replaces))),
       tiff_(std::make_unique<FileWriteStream>(*file_), plan_.target,
             chooseMode(plan_, channelXml_)),
       codec_(plan_.format, plan_.target),
@@ -355,6 +356,6 @@ void WriteSession::addToNextLevel(Tile const& tile) const {
 
 void WriteSession::finish() { tiff_.close(); }
 
-void WriteSession::commit() { file_->renameTo(plan_.target); }
+void WriteSession::commit() { file_->renameTo(plan_.target, plan_.replaces); }
 
 }  // namespace Quivo::detail

@@ -21,6 +21,7 @@ namespace Quivo::detail {
 /// What is to be written. Plain value.
 struct WritePlan {
     std::string target;
+    bool replaces = true;  ///< what is there
     TileFormat format;
     std::vector<Vector> extents;  ///< of every level
     Vector voxelSize;             ///< at level 0, nanometres; 0 where unknown

@@ -47,8 +47,12 @@ public:
     TiffWriter();
     ~TiffWriter() override;
 
-    /// The file to write; an existing one is replaced.
+    /// The file to write; see `setReplacing` for one that exists.
     void setFilename(std::string const& path) override;
+
+    /// Whether an existing file is replaced (as at first) or the write fails: when it begins, or at
+    /// its end for a file that came in between.
+    void setReplacing(bool replaces) noexcept;
 
     /// What fits to what is checked when writing begins.
     void setCompression(TiffCompression compression) noexcept;
@@ -93,7 +97,8 @@ public:
     /// 1 ... 100; a compression that the installed libtiff cannot write.
     /// error: a level that is not half of the one before while levels are to be computed.
     /// error: more names than channels.
-    /// error: a target that cannot be created, or that is there and no regular file.
+    /// error: a target that cannot be created, that is there and no regular file, or that is there
+    /// and not to be replaced.
     void beginWriting(DownsampleOrProxy* image, CancellationChecker* checker) override;
     void prepareLevel(DownsampleOrProxy* image, long long level) override;
     void writeLevel(DownsampleOrProxy* image, long long level, ProgressMonitor* monitor,
@@ -107,6 +112,7 @@ private:
     std::optional<SampleType> sampleType_;
     std::vector<std::string> channelNames_;
     int numThreads_ = 0;
+    bool replaces_ = true;
     std::unique_ptr<detail::WriteSession> session_;
     Outcome outcome_ = Outcome::NotRun;
     std::string failure_;
