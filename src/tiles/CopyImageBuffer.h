@@ -5,6 +5,9 @@
 
 #include "kernels/Copy.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace Quivo {
 
 /// Copies `srcRegion` of a planar block of extent `srcExtent` into one of extent `dstExtent`, so
@@ -13,17 +16,15 @@ namespace Quivo {
 template <typename TSrc, typename TDst>
 void copyImageBuffer(TSrc* src, Vector const& srcExtent, Box srcRegion, TDst* dst,
                      Vector const& dstExtent, Vector dstPosition, long long numChannels) {
-    for (int axis = 0; axis < 3; ++axis) {
-        if (dstPosition[axis] < 0) {
-            srcRegion.min[axis] -= dstPosition[axis];
-            dstPosition[axis] = 0;
-        }
-    }
-    Vector const over = dstPosition + srcRegion.getExtent() - dstExtent;
-    for (int axis = 0; axis < 3; ++axis) {
-        if (over[axis] > 0) srcRegion.max[axis] -= over[axis];
-    }
     if (srcRegion.isEmpty()) return;
+    for (int axis = 0; axis < 3; ++axis) {
+        // The position may be anywhere: what is compared here is never out of 64 bits.
+        auto& from = srcRegion.min[axis];
+        auto& to = dstPosition[axis];
+        if (to <= from - srcRegion.max[axis] - 1 || to >= dstExtent[axis]) return;
+        if (to < 0) from -= std::exchange(to, 0);
+        srcRegion.max[axis] = std::min(srcRegion.max[axis], from + (dstExtent[axis] - to - 1));
+    }
     Vector const e = srcRegion.getExtent();
     for (long long c = 0; c < numChannels; ++c) {
         for (long long z = 0; z < e.z; ++z) {
