@@ -256,6 +256,8 @@ TEST_F(TiffWriterTest, WhateverStopsItItLeavesNothingAndCanWriteAgain) {
         expectOld();
         ASSERT_EQ(writer.run(), Outcome::Complete) << writer.getFailure();
         EXPECT_EQ(slurp(path), good);
+        writer.endWriting(true);  // by somebody who has no exception
+        EXPECT_EQ(writer.getFailure(), path + ": writing was given up");
     }
 }
 

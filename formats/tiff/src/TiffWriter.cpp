@@ -4,6 +4,7 @@
 
 #include <quivo/image/Image.h>
 
+#include <exception>
 #include <new>
 #include <stdexcept>
 #include <thread>
@@ -98,8 +99,13 @@ void TiffWriter::endWriting(bool aborted) {
     }
     session_.reset();
     outcome_ = Outcome::Failed;
+    auto const reason = std::current_exception();
+    if (!reason) {  // a caller of one's own gave up, without an exception on its way
+        failure_ = filename + ": writing was given up";
+        return;
+    }
     try {
-        throw;
+        std::rethrow_exception(reason);
     } catch (CancellationException const&) {
         outcome_ = Outcome::Cancelled;
     } catch (std::bad_alloc const&) {
