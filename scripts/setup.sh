@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are needed and missing.
 #
-#   scripts/setup.sh demo   build the library and the tool
-#   scripts/setup.sh test   and the tests
-#   scripts/setup.sh ci     and everything that continuous integration runs
-#   scripts/setup.sh docs   build the reference of the public headers
+#   scripts/setup.sh demo     build the library and the tool
+#   scripts/setup.sh test     and the tests
+#   scripts/setup.sh ci       and everything that continuous integration runs
+#   scripts/setup.sh docs     build the reference of the public headers
 #   scripts/setup.sh package  build the Debian packages
-#   scripts/setup.sh fuzz   the fuzz targets and the tools that make their seeds
-#   scripts/setup.sh bench  benchmarks, and the libraries that they are compared with
+#   scripts/setup.sh fuzz     the fuzz targets and the tools that make their seeds
+#   scripts/setup.sh checks   coverage, valgrind, clang-tidy and cppcheck
+#   scripts/setup.sh bench    benchmarks, and the libraries that they are compared with
 set -euo pipefail
 
 purpose=${1:-}
@@ -22,12 +23,15 @@ case $purpose in
     docs) packages=(doxygen python3) ;;
     fuzz) packages+=(ccache clang libclang-rt-14-dev libtiff-tools) ;;
     package) packages+=(dpkg-dev file) ;;
+    checks)
+        packages+=(libgtest-dev pkg-config python3 ccache clang clang-tidy cppcheck gcovr valgrind)
+        ;;
     bench)
         packages+=(libbenchmark-dev pkg-config python3 git time libopencv-dev libgdal-dev
             libopenimageio-dev libvips-tools gnuplot-nox)
         ;;
     *)
-        echo "usage: scripts/setup.sh demo|test|ci|docs|fuzz|package|bench" >&2
+        echo "usage: scripts/setup.sh demo|test|ci|docs|package|fuzz|checks|bench" >&2
         exit 2
         ;;
 esac

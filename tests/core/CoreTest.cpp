@@ -138,6 +138,17 @@ TEST(Buffer, HoldsItsOwnCopyPlaneByPlane) {
     EXPECT_EQ(Buffer<double>(nullptr, Box(), 0, 3).getPtrVector().size(), 3U);
 }
 
+TEST(Buffer, LargeBlocksAreZeroHoweverOftenTheyCome) {
+    for (int round = 0; round < 3; ++round) {  // 12 MB: huge pages, which come and go
+        Buffer<double> buffer(Box(Vector(1000, 750, 1)), 0, 2);
+        double* const first = buffer.getPtr(0);
+        EXPECT_EQ(std::count(first, first + 1500000, 0.0), 1500000);
+        std::fill_n(first, 1500000, 7.0);
+        Buffer<double> const copy = buffer;
+        EXPECT_EQ(copy.getPtr(1)[749999], 7.0);
+    }
+}
+
 TEST(Buffer, SizesThatOverflowThrow) {
     long long const big = 1LL << 32, half = 1LL << 62;
     struct {

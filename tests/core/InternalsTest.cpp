@@ -1,6 +1,7 @@
 // What the shared library does not show.
 
 #include "core/PositionIterator.h"
+#include "core/Storage.h"
 #include "kernels/AreaMean.h"
 #include "kernels/Copy.h"
 #include "kernels/Mean.h"
@@ -26,6 +27,15 @@ TEST(PositionIterator, VisitsTheClippedBoxInMemoryOrder) {
         });
         EXPECT_FALSE(walk.next()) << ::testing::PrintToString(region);
     }
+}
+
+TEST(Scratch, HoldsWhatIsAskedForAndRefusesWhatNobodyHas) {
+    for (std::size_t count : {0U, 1U, 4U << 20, (4U << 20) + 1, 5U << 20}) {  // kept up to 32 MiB
+        auto const scratch = detail::allocateScratch(count);
+        std::fill_n(scratch.get(), count, 7.0);
+    }
+    for (std::size_t shift : {60, 61, 63})
+        EXPECT_THROW((void)detail::allocateScratch((std::size_t{1} << shift) - 1), std::bad_alloc);
 }
 
 TEST(BlockMean, SumsEveryBlockRowByRowAlsoInPlace) {

@@ -283,6 +283,20 @@ TEST_F(TiffImageTest, DecodesEveryBlockOnceOnTheWayDown) {
     }
 }
 
+TEST_F(TiffImageTest, ForgetsTheBlocksUsedLongestAgo) {
+    makeTiff(path, pagesOf("1000x9000 u32 tiles:256x256 flat deflate"));  // 36 MB, 32 MiB are kept
+    TiffImage image(path);
+    CountingChecker checker;
+    image.setCancellationChecker(&checker);
+    Box const top(Vector(1000, 256, 1));
+    for (Vector down; down.y < 9000; down.y += 256) read(image, 0, top.translated(down));
+    EXPECT_EQ(checker.calls, 4 * 36);
+    (void)read(image, 0, top.translated({0, 8000, 0}));
+    EXPECT_EQ(checker.calls, 4 * 36) << "what came last is still there";
+    (void)read(image, 0, top);
+    EXPECT_EQ(checker.calls, 4 * 37) << "what came first is read again";
+}
+
 TEST_F(TiffImageTest, ACancelledReadLeavesTheImageUsable) {
     makeTiff(path, longStrip);
     Reference const reference(longStrip);

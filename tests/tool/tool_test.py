@@ -1,7 +1,7 @@
 """Runs the tool in an empty folder and checks what it prints, writes and leaves behind.
 
 Usage: tool_test.py PATH_OF_QUIVO"""
-import array, json, os, signal, struct, subprocess, sys, tempfile, time, unittest, zlib
+import array, json, os, pty, signal, struct, subprocess, sys, tempfile, time, unittest, zlib
 from pathlib import Path
 
 QUIVO = os.path.abspath(sys.argv.pop(1))
@@ -221,7 +221,13 @@ class Tool(unittest.TestCase):
             info = json.loads(call("info", path, "--json").stdout)
             self.assertEqual((info["channelNames"], info["valueRange"]), (names, [0, 65535]))
             self.assertEqual(read(path), (GREY + GREY[::-1], (2, 11, 13)))
-        for old, new in ((b"&lt;", b"&lx;"), (b"</GDAL", b"</GD\0L"), (b"\">a", b"\"<a")):
+        for old, new, name in ((b"&quot;", b"&#181;", "\u00b5"), (b"&lt;", b"&#9;", "\t"),
+                               (b"&quot;", b"&#xE9;", "\u00e9")):
+            Path("char.tif").write_bytes(Path("o.tif").read_bytes().replace(old, new))
+            info = json.loads(call("info", "char.tif", "--json").stdout)
+            self.assertEqual(info["channelNames"],
+                             [names[0].replace({b"&lt;": "<"}.get(old, '"'), name), names[1]])
+        for old, new in ((b"&lt;", b"&#8;"), (b"&lt;", b"&lx;"), (b"</GDAL", b"</GD\0L"), (b"\">a", b"\"<a")):
             Path("bad.tif").write_bytes(Path("o.tif").read_bytes().replace(old, new))
             info = json.loads(call("info", "bad.tif", "--json").stdout)
             self.assertEqual(info["channelNames"], ["", ""])
@@ -241,6 +247,24 @@ class Tool(unittest.TestCase):
         result = call("convert", "wide.tif", "float.tif", "--quiet")
         self.assertEqual((result.returncode, result.stdout), (0, b""))
         self.assertRegex(result.stderr.decode(), r"\Aquivo: warning: [^\n]*--type u32[^\n]*\n\Z")
+
+    def test_info_and_progress_for_people(self):
+        text = call("info", SET).stdout.decode()
+        for line in ("extent +700 x 500 x 1", r"channels +3 \(Red, Green, Blue\)",
+                     "value range +0 to 255", "8 +2 x 1 x 1 +unknown +unknown +no"):
+            self.assertRegex(text, "(?m)^ +" + line)
+        terminal, end = pty.openpty()
+        process = subprocess.Popen([QUIVO, *"convert mandelbrot:4000x4000 o.tif".split()],
+                                   stdout=subprocess.DEVNULL, stderr=end)
+        os.close(end)
+        drawn = b""
+        try:
+            while part := os.read(terminal, 4096): drawn += part
+        except OSError: pass  # nobody holds the other end any more
+        os.close(terminal)
+        self.assertEqual(process.wait(), 0)
+        self.assertRegex(drawn, rb"\r\[#*\.*\] \d+ %  [\d.]+ Mpixel/s  \d+:\d\d left\x1b\[K")
+        self.assertTrue(drawn.endswith(b"\r\x1b[K"), "the line is gone at the end")
 
     def test_interrupt_ends_the_work_and_leaves_nothing(self):
         before = snapshot()
@@ -271,6 +295,7 @@ class Tool(unittest.TestCase):
         call("convert", "grey.tif", "o.tif", "--force")
         self.assertEqual(set(os.listdir()), {*before, "o.tif.quivo-tmp-notes"})
 
+    @unittest.skipIf("QUIVO_COVERAGE" in os.environ, "its counters are files that are read, too")
     def test_convert_reads_the_source_once(self):
         write_tiff("strips.tif", 1200, 800, "H", [i % 65521 for i in range(960000)])
         call("convert", "mandelbrot:1300x900", "tiles.tif", "--compression", "none", "--tile", "80")
