@@ -7,6 +7,7 @@ namespace Quivo::tool {
 namespace {
 
 // The one thing that a signal handler and every thread may touch.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
 std::atomic<bool> interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free);
 

@@ -33,8 +33,10 @@ void checkFitsIntoMemory(std::string const& subject, double numBytes) {
 
 void keepFreedMemory() {
 #ifdef __GLIBC__
+    // NOLINTBEGIN(concurrency-mt-unsafe): called before there is a second thread.
     mallopt(M_MMAP_THRESHOLD, 32 << 20);
     mallopt(M_TRIM_THRESHOLD, 256 << 20);
+    // NOLINTEND(concurrency-mt-unsafe)
 #endif
 }
 

@@ -1,11 +1,11 @@
 #include "OutputFile.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <stdexcept>
 #include <system_error>
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

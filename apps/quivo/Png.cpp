@@ -32,6 +32,7 @@ namespace {
 
 template <typename Step>
 bool runStep(png_structp png, Step step) {
+    // NOLINTNEXTLINE(cert-err52-cpp): how libpng leaves a call that failed
     if (setjmp(png_jmpbuf(png)) != 0) return false;
     step();
     return true;

@@ -142,7 +142,7 @@ Pyramid::Pyramid(Image& image, OutputOptions const& options)
     if (options.allLevels) return;
     // The levels up to the first that fits into one tile: further ones would only cost space.
     for (long long level = 0; level < numLevels_; ++level) {
-        Vector const extent = getExtent(level);
+        Vector const extent = Pyramid::getExtent(level);
         if (extent.x <= options.tileSide && extent.y <= options.tileSide) numLevels_ = level + 1;
     }
 }

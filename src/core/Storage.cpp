@@ -52,6 +52,7 @@ void* ZeroedMemory::allocate(std::size_t bytes) {
 
 void ZeroedMemory::free(void* memory, std::size_t bytes) noexcept {
     if (isLarge(bytes)) {
+        // cppcheck-suppress throwInNoexceptFunction  // the same bytes were rounded before
         (void)::munmap(memory, toHugePages(bytes));
     } else {
         std::free(memory);

@@ -14,8 +14,8 @@ namespace Quivo::detail {
 
 /// A decoded block of one slice, planar: channel after channel, rows of `width` samples.
 struct Block {
-    long long width;
-    long long height;
+    long long width = 0;
+    long long height = 0;
     Bytes samples;
 };
 

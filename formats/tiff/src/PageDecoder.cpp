@@ -8,6 +8,7 @@
 #include <cstring>
 #include <iterator>
 #include <optional>
+#include <type_traits>
 
 namespace Quivo::detail {
 
@@ -35,11 +36,13 @@ public:
         visitSampleType(page_.storedType, [&](auto sample) {
             using T = decltype(sample);
             auto const* const samples = reinterpret_cast<T const*>(src);
-            if (page_.presentation == Presentation::Palette) {
-                storePalette(samples, srcStride, y, height);
-            } else {
-                storeSamples(samples, srcStride, numSamples, firstChannel, y, height);
+            if constexpr (std::is_unsigned_v<T>) {  // what indices are
+                if (page_.presentation == Presentation::Palette) {
+                    storePalette(samples, srcStride, y, height);
+                    return;
+                }
             }
+            storeSamples(samples, srcStride, numSamples, firstChannel, y, height);
         });
     }
 

@@ -40,6 +40,7 @@ struct ZeroedAllocator {
     }
     /// Gives back what `allocate` gave for the same count.
     void deallocate(T* memory, std::size_t count) noexcept {
+        // cppcheck-suppress throwInNoexceptFunction  // as in the function itself
         ZeroedMemory::free(memory, count * sizeof(T));
     }
 
