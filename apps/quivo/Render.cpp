@@ -100,6 +100,7 @@ void writePng(OutputFile& file, Image& view, long long level, Box const& region,
     int const numChannels = getNumShownChannels(view);
     Vector const pieceExtent = choosePieceExtent(view.getNumChannels());
     constexpr long long maxBandBytes = 1 << 26;
+    // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): neither a box nor a level is empty here
     long long const bandHeight = std::clamp(maxBandBytes / (extent.x * numChannels), 1LL,
                                             std::min(pieceExtent.y, maxBandHeight));
     std::vector<unsigned char> rows(

@@ -71,7 +71,8 @@ std::vector<std::string> ChannelBank::createSelection(int first, int count) cons
     std::vector<std::string> names;
     names.reserve(entries_.size());
     for (int i = 0; i < count; ++i) {
-        names.push_back(entries_[static_cast<std::size_t>(first + i)].name);
+        names.push_back(
+            entries_[static_cast<std::size_t>(first) + static_cast<std::size_t>(i)].name);
     }
     return names;
 }

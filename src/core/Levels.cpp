@@ -31,6 +31,7 @@ long long computeNumPyramidLevels(long long extentX, long long extentY) noexcept
     return static_cast<long long>(std::bit_width(static_cast<unsigned long long>(shorter)));
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is part of the interface
 void check(bool condition, std::string message) {
     if (!condition) throw std::runtime_error(message.empty() ? "runtime error" : message);
 }

@@ -30,7 +30,7 @@ ImagePyramid<T>::ImagePyramid(Vector const& extent, long long numChannels)
       levels_(static_cast<std::size_t>(computeNumPyramidLevels(extent))) {
     if (numChannels < 0) throw std::bad_array_new_length();
     for (std::size_t level = 0; level < levels_.size(); ++level) {
-        Vector const e = getExtent(static_cast<long long>(level));
+        Vector const e = convertToLevel(extent_, 0, static_cast<long long>(level));
         levels_[level].resize(detail::elementCount(e, numChannels, sizeof(T)));
     }
 }

@@ -23,7 +23,7 @@ QUIVO_KERNEL_BODY halveRowsRoundedBody(unsigned char const* rows, long long stri
     // In integers: the same as the floor of sum / 4 + 1/2. Two neighbours are read as one number,
     // which turns the walk in steps of two into one without gaps; their order does not matter.
     auto const sumOfPair = [](unsigned char const* pair) {
-        std::uint16_t both;
+        std::uint16_t both = 0;
         std::memcpy(&both, pair, 2);
         return static_cast<std::uint16_t>((both & 255) + (both >> 8));
     };

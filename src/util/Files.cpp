@@ -128,13 +128,15 @@ void getFilesInDir(std::vector<std::string>& files, std::string const& directory
     files.clear();
     std::unique_ptr<DIR, int (*)(DIR*)> const entries(::opendir(directory.c_str()), ::closedir);
     if (!entries) return;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): each thread reads a directory of its own
     while (dirent const* const entry = ::readdir(entries.get())) {
         std::string name = entry->d_name;
-        if (!includeDirectories && isDirectory(directory + "/" + name)) continue;
+        if (!includeDirectories && isDirectory((directory + "/").append(name))) continue;
         files.push_back(std::move(name));
     }
 }
 
+// NOLINTBEGIN(bugprone-signed-char-misuse,cert-str34-c): a wchar_t has no sign to lose
 std::string convertFromUtf16ToUtf8(std::wstring const& text) {
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -157,6 +159,7 @@ std::string convertFromUtf16ToUtf8(std::wstring const& text) {
     }
     return result;
 }
+// NOLINTEND(bugprone-signed-char-misuse,cert-str34-c)
 
 std::wstring convertFromUtf8ToUtf16(std::string const& text) {
     std::wstring result;

@@ -121,6 +121,8 @@ Bytes TileCodec::encode(Bytes samples) const {
     tiff->check(written >= 0 && isFlushed, "cannot be encoded");
     auto const offset = static_cast<std::ptrdiff_t>(TIFFGetStrileOffset(tiff->get(), 0));
     auto const size = static_cast<std::ptrdiff_t>(TIFFGetStrileByteCount(tiff->get(), 0));
+    // The handle was opened on one.
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-static-cast-downcast)
     auto const& bytes = static_cast<MemoryStream&>(tiff->getStream()).bytes;
     return Bytes(bytes.begin() + offset, bytes.begin() + offset + size);
 }

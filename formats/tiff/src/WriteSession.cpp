@@ -110,9 +110,9 @@ void WritePlan::check() const {
 
 /// One tile on its way into the file.
 struct WriteSession::Tile {
-    std::uint32_t index;  ///< within the page
-    Vector extent;        ///< of the part inside the image
-    Bytes samples;        ///< the whole tile, interleaved, as far as the image goes; or else ...
+    std::uint32_t index = 0;  ///< within the page
+    Vector extent;            ///< of the part inside the image
+    Bytes samples;  ///< the whole tile, interleaved, as far as the image goes; or else ...
     std::shared_ptr<Bytes const> rows;  ///< ... the samples of whole rows of the level,
     long long rowPixels = 0;            ///< so many pixels each,
     long long firstColumn = 0;          ///< from this one on
