@@ -106,7 +106,6 @@ TEST_F(TiffImageTest, ReadsWhatNoWriterOfOursMakes) {
     patchTags(path, {{TIFFTAG_STRIPOFFSETS, 0}, {TIFFTAG_STRIPBYTECOUNTS, 0}});
     TiffImage sparse(path);
     EXPECT_EQ(read(sparse, 0, Box({1000, 600, 0}, {1001, 601, 0})), Values(4)) << "never written";
-
 }
 
 TEST_F(TiffImageTest, TellsWhatTheTagsTell) {
