@@ -23,9 +23,11 @@ check() {
 for program in build/dev/tests/quivo_*_tests build/dev/tests/*/quivo_*_tests; do
     QUIVO_LOAD_SECONDS=10 check "$program"
 done
-for target in text chain tiff arguments; do
+for target in text chain arguments; do
     check build/dev/fuzz/quivo_replay_$target fuzz/regressions/$target 100
 done
+# It has operators of new and delete of its own, which valgrind replaces one by one.
+check --show-mismatched-frees=no build/dev/fuzz/quivo_replay_tiff fuzz/regressions/tiff 0
 # The tool from its first to its last line.
 out=build/dev/valgrind
 mkdir -p "$out"
@@ -33,5 +35,5 @@ quivo=build/dev/bin/quivo
 check $quivo convert mandelbrot:300x200 $out/a.tif --tile 64 --force --quiet
 check $quivo convert $out/a.tif $out/b.tif --scale 0.3 --compression jpeg --force --quiet
 check $quivo info $out/b.tif --json
-check $quivo render $out/a.tif $out/a.png --size 100 --force
-check $quivo read $out/a.tif --level 1 --output $out/a.f64 --force
+check $quivo render $out/a.tif $out/a.png --size 100
+check $quivo read $out/a.tif --level 1 --output $out/a.f64

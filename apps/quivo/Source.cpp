@@ -6,7 +6,6 @@
 #include <quivo/tiff/TiffImage.h>
 
 #include <filesystem>
-#include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -23,13 +22,13 @@ std::unique_ptr<Image> makeMandelbrotImage(std::string const& input) {
     std::string_view const size = std::string_view(input).substr(mandelbrotPrefix.size());
     std::size_t const cross = size.find('x');
     if (cross != std::string_view::npos) {
-        auto const width = parseInteger(size.substr(0, cross));
-        auto const height = parseInteger(size.substr(cross + 1));
-        auto const isSide = [](std::optional<long long> side) {
-            return side && *side >= 1 && *side <= MandelbrotImage::maxSide;
+        auto const width = parseInteger(size.substr(0, cross)).value_or(0);
+        auto const height = parseInteger(size.substr(cross + 1)).value_or(0);
+        auto const isSide = [](long long side) {
+            return side >= 1 && side <= MandelbrotImage::maxSide;
         };
         if (isSide(width) && isSide(height)) {
-            return std::make_unique<MandelbrotImage>(*width, *height);
+            return std::make_unique<MandelbrotImage>(width, height);
         }
     }
     throw std::runtime_error(input + ": the size must be two numbers from 1 to " +
