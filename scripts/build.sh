@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Configures and builds one preset: scripts/build.sh release|static|package|dev|clang|asan-ubsan|tsan
+# Configures and builds one preset of CMakePresets.json: scripts/build.sh PRESET
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

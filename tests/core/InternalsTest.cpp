@@ -34,7 +34,7 @@ TEST(Scratch, HoldsWhatIsAskedForAndRefusesWhatNobodyHas) {
         auto const scratch = detail::allocateScratch(count);
         std::fill_n(scratch.get(), count, 7.0);
     }
-    for (std::size_t shift : {60, 61, 63})
+    for (unsigned const shift : {60U, 61U, 63U})
         EXPECT_THROW((void)detail::allocateScratch((std::size_t{1} << shift) - 1), std::bad_alloc);
 }
 
