@@ -198,7 +198,8 @@ private:
         };
         Vector const at(within(last.x), within(last.y), within(last.z));
         // Few channels are read widely, many narrowly.
-        long long const side = image_.getNumChannels() <= 8 ? 40 : 4;
+        auto const numChannels = image_.getNumChannels();
+        long long const side = numChannels <= 8 ? 40 : numChannels <= 256 ? 4 : 1;
         return {Box(Vector(-1, -1, last.z), Vector(side, side, last.z)),
                 Box(at, at + Vector(side, side / 2, 1))};
     }
