@@ -17,12 +17,12 @@ std::string makeTiles(int edge) {
     auto const path =
         (std::filesystem::temp_directory_path() / ("quivo-tiles-" + std::to_string(edge) + ".tif"))
             .string();
-    OIIO::ImageSpec spec(edge, edge, 3, OIIO::TypeDesc::UINT8);
-    spec.tile_width = spec.tile_height = 256;
-    spec.attribute("compression", "none");
+    OIIO::ImageSpec layout(edge, edge, 3, OIIO::TypeDesc::UINT8);
+    layout.tile_width = layout.tile_height = 256;
+    layout.attribute("compression", "none");
     auto const noise = makeNoise<unsigned char>(std::size_t{3} * edge * edge);
     auto const out = OIIO::ImageOutput::create("tiff");
-    bool const isWritten = out && out->open(path, spec) &&
+    bool const isWritten = out && out->open(path, layout) &&
                            out->write_image(OIIO::TypeDesc::UINT8, noise.data()) && out->close();
     return isWritten ? path : std::string();
 }
