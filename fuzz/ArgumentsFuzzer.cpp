@@ -89,6 +89,17 @@ void checkRectangle(std::string const& text) {
             "a box has the numbers that were given");
 }
 
+/// Four numbers, many of them near the ends of 64 bits, where boxes end too.
+std::string composeRectangle(Choices& choices) {
+    std::string text;
+    for (int i = 0; i < 4; ++i) {
+        long long const starts[] = {0, INT64_MIN, INT64_MAX - 9, choices.integer(-99, 99)};
+        text += (i > 0 ? "," : "") +
+                std::to_string(starts[choices.integer(0, 3)] + choices.integer(0, 9));
+    }
+    return text;
+}
+
 void checkScale(std::string const& text) {
     auto const factor = accepted([&] { return parseScale(text); });
     char* end = nullptr;
@@ -231,7 +242,7 @@ void checkTexts(Choices& choices) {
 int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     using namespace Quivo::Fuzzing;
     Choices choices(data, size);
-    switch (choices.integer(0, 5)) {
+    switch (choices.integer(0, 6)) {
         case 0:
             checkIntegers(choices);
             break;
@@ -245,6 +256,9 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
             checkSize(choices.rest());
             break;
         case 4:
+            checkRectangle(composeRectangle(choices));
+            break;
+        case 6:
             checkCommandLine(choices);
             break;
         default:
