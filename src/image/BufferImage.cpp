@@ -61,6 +61,11 @@ void BufferImage<T>::openRegion(double* dst, long long level, Box const& region)
 }
 
 template <typename T>
+T const* BufferImage<T>::getLevelBuffer(long long level) const noexcept {
+    return pyramid_.getLevelBuffer(level);
+}
+
+template <typename T>
 std::string BufferImage<T>::getSliceName(long long) {
     return {};
 }

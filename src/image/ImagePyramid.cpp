@@ -61,6 +61,12 @@ T* ImagePyramid<T>::getLevelBuffer(long long level) noexcept {
 }
 
 template <typename T>
+T const* ImagePyramid<T>::getLevelBuffer(long long level) const noexcept {
+    if (level < 0 || level >= static_cast<long long>(levels_.size())) return nullptr;
+    return levels_[static_cast<std::size_t>(level)].data();
+}
+
+template <typename T>
 void ImagePyramid<T>::computeLevelsUpwards(long long fromLevel) {
     struct Level {
         T* values;

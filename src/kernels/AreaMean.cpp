@@ -47,6 +47,7 @@ void AreaWeights::add(long long i, long long source, double weight) noexcept {
     if (p.numSources == 0) p.source = source;
     weights_[static_cast<std::size_t>(i * numWeights_ + source - p.source)] = weight;
     p.numSources = source - p.source + 1;
+    end_ = std::max(end_, source + 1);
 }
 
 AreaWeights AreaWeights::ofPixels(long long first, long long last, double factor) {

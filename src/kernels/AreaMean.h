@@ -42,6 +42,8 @@ public:
     [[nodiscard]] long long getNumSources(long long i) const noexcept {
         return pixel(i).numSources;
     }
+    /// One past the last source pixel that any pixel uses.
+    [[nodiscard]] long long getEnd() const noexcept { return end_; }
     /// One past the last source pixel of pixel i; 0 when there are none.
     [[nodiscard]] long long getSourceEnd(long long i) const noexcept {
         return pixel(i).source + pixel(i).numSources;
@@ -67,6 +69,7 @@ private:
     void add(long long i, long long source, double weight) noexcept;
 
     long long numWeights_ = 0;
+    long long end_ = 0;
     std::vector<Pixel> pixels_;
     std::vector<double> weights_;
 };

@@ -1,5 +1,7 @@
 #include <quivo/filters/ArbitraryDownsampleFilter.h>
 #include <quivo/filters/Downsampling.h>
+#include <quivo/filters/SubImageFilter.h>
+#include <quivo/image/BufferImage.h>
 
 #include "support/Probe.h"
 
@@ -151,6 +153,24 @@ TEST(ArbitraryDownsampleFilter, PiecesEqualTheWholeToTheBitAndIsTheMeanUnderEach
             for (int i = 0; i < 12; ++i) {
                 Box const piece = boxes.next();
                 ASSERT_EQ(read(filter, 1, piece), pieceOf(all, whole, piece)) << factor;
+            }
+        }
+    }
+}
+
+TEST(ArbitraryDownsampleFilter, GivesTheSameBitsOfWhatIsInMemory) {
+    for (long long const numChannels : {1, 3}) {
+        Box const whole(Vector(41, 29, 3));
+        Values const noise = pixelByPixel(numChannels, whole, noiseAt);
+        BufferImage<double> buffer(noise.data(), whole.getExtent(), numChannels, {-1, 1}, {});
+        SubImageFilter wrapped(&buffer, whole, 0, false);  // the same pixels, never seen in memory
+        for (double const factor : {0.5, 0.7, 0.31, 0.04}) {
+            ArbitraryDownsampleFilter direct(&buffer, factor, false);
+            ArbitraryDownsampleFilter copied(&wrapped, factor, false);
+            RandomBoxes boxes(Box(direct.getExtent(0)).expanded({1, 1, 1}));
+            for (int i = 0; i < 60; ++i) {
+                Box const region = boxes.next();
+                ASSERT_EQ(read(direct, i % 3, region), read(copied, i % 3, region)) << factor;
             }
         }
     }

@@ -30,7 +30,8 @@ public:
     Vector getTileExtent() const override;
     /// Reads the source region under `region`, at once, into a scratch block of its size and
     /// shrinks it: memory for about `region.getSize()` / scaleFactor^2 doubles per channel. A large
-    /// region is better read in pieces.
+    /// region is better read in pieces. The pixels of a `BufferImage<double>` are taken where they
+    /// lie.
     /// error: std::bad_alloc.
     void openRegion(double* dst, long long level, Box const& region) override;
 

@@ -62,7 +62,10 @@ public:
 
     /// The first of the `getExtent(level).prod() * numChannels` elements of a level, planar and
     /// writable, owned by the pyramid; null for a level that is not there.
+    ///@{
     [[nodiscard]] T* getLevelBuffer(long long level) noexcept;
+    [[nodiscard]] T const* getLevelBuffer(long long level) const noexcept;
+    ///@}
 
 private:
     Vector extent_;
