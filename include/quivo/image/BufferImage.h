@@ -37,8 +37,8 @@ public:
     /// The whole level-0 extent: the image is one tile.
     Vector getTileExtent() const override;
     void openRegion(double* dst, long long level, Box const& region) override;
-    /// The elements of a level in memory: `getExtent(level).prod() * getNumChannels()`, planar, owned
-    /// by the image; null for a level that is not there.
+    /// The elements of a level in memory: `getExtent(level).prod() * getNumChannels()`, planar,
+    /// owned by the image; null for a level that is not there.
     [[nodiscard]] T const* getLevelBuffer(long long level) const noexcept;
     std::string getSliceName(long long index) override;
     std::string getId() const override;
