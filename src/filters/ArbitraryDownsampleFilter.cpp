@@ -22,7 +22,7 @@ namespace {
 std::optional<detail::PlanesView> findInMemory(Image const& source, long long level,
                                                Box const& region) {
     if (typeid(source) != typeid(BufferImage<double>)) return std::nullopt;
-    auto const& image = static_cast<BufferImage<double> const&>(source);
+    auto const& image = dynamic_cast<BufferImage<double> const&>(source);
     Vector const e = image.getExtent(level);
     if (!Box(e).contains(region.min) || !Box(e).contains(region.max)) return std::nullopt;
     long long const numSlices = region.getExtent().z;

@@ -65,6 +65,7 @@ void removeAbandoned(fs::path const& stem) {
     auto const parent = stem.has_parent_path() ? stem.parent_path() : fs::path(".");
     std::unique_ptr<DIR, int (*)(DIR*)> const folder(::opendir(parent.c_str()), ::closedir);
     if (!folder) return;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): each thread reads a directory of its own
     while (dirent const* const entry = ::readdir(folder.get())) {
         if (!isTemporary(entry->d_name, stem.filename().native())) continue;
         int const descriptor = ::openat(::dirfd(folder.get()), entry->d_name,
