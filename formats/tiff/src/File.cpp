@@ -1,6 +1,7 @@
 #include "File.h"
 
-#include <dirent.h>
+#include <quivo/util/Files.h>
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -16,6 +17,7 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace Quivo::detail {
 
@@ -61,21 +63,19 @@ bool isTemporary(std::string_view name, std::string_view stem) {
 
 /// Deletes the temporary files that nobody writes any more. What cannot be told or deleted stays.
 void removeAbandoned(fs::path const& stem) {
+    auto const folder = stem.has_parent_path() ? stem.parent_path() : fs::path(".");
+    std::string const prefix = stem.filename().string();
     // Not a std::filesystem::directory_iterator: GCC's ends the program when memory is short.
-    auto const parent = stem.has_parent_path() ? stem.parent_path() : fs::path(".");
-    std::unique_ptr<DIR, int (*)(DIR*)> const folder(::opendir(parent.c_str()), ::closedir);
-    if (!folder) return;
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): each thread reads a directory of its own
-    while (dirent const* const entry = ::readdir(folder.get())) {
-        if (!isTemporary(entry->d_name, stem.filename().native())) continue;
-        int const descriptor = ::openat(::dirfd(folder.get()), entry->d_name,
-                                        O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    std::vector<std::string> names;
+    getFilesInDir(names, folder.string(), true);
+    for (std::string const& name : names) {
+        if (!isTemporary(name, prefix)) continue;
+        std::string const path = (folder / name).string();
+        int const descriptor = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
         if (descriptor < 0) continue;
         struct stat status {};
         bool const isFile = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-        if (isFile && ::flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
-            (void)::unlinkat(::dirfd(folder.get()), entry->d_name, 0);
-        }
+        if (isFile && ::flock(descriptor, LOCK_EX | LOCK_NB) == 0) ::unlink(path.c_str());
         ::close(descriptor);
     }
 }
