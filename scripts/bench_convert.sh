@@ -10,21 +10,14 @@ runs=${1:-5}
 scripts/setup.sh bench
 scripts/build.sh release >/dev/null
 quivo=$PWD/build/release/bin/quivo
+picture=$PWD/scripts/bench_picture.sh
 mkdir -p build/bench/convert
 cd build/bench/convert
 
 # A quarter of the file's height and a fifth of its width, repeated: far more than a compressor
 # looks back.
 if [[ ! -s source.tif ]]; then
-    vips fractsurf land.v 4096 4320 2.2
-    vips linear land.v grey.v 0.045 128
-    for channel in 1 2 3; do
-        vips gaussnoise noise.v 4096 4320 --sigma 3 --mean 0
-        vips add grey.v noise.v sum.v
-        vips cast sum.v channel$channel.v uchar
-    done
-    vips bandjoin "channel1.v channel2.v channel3.v" rgb.v
-    vips copy rgb.v colours.v --interpretation srgb
+    "$picture" 4096 4320 colours.v
     vips replicate colours.v whole.v 5 2
     vips tiffsave whole.v new.tif --compression none
     mv new.tif source.tif

@@ -7,19 +7,12 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh bench
 scripts/build.sh release >/dev/null
 quivo=$PWD/build/release/bin/quivo
+picture=$PWD/scripts/bench_picture.sh
 mkdir -p build/bench/size
 cd build/bench/size
 
 # The same 1024 x 1024 pixels of a landscape with noise, repeated: every pixel costs the same.
-vips fractsurf land.v 1024 1024 2.2
-vips linear land.v grey.v 0.045 128
-for channel in 1 2 3; do
-    vips gaussnoise noise.v 1024 1024 --sigma 3 --mean 0
-    vips add grey.v noise.v sum.v
-    vips cast sum.v channel$channel.v uchar
-done
-vips bandjoin "channel1.v channel2.v channel3.v" rgb.v
-vips copy rgb.v pattern.v --interpretation srgb
+"$picture" 1024 1024 pattern.v
 
 # median COMMAND...: "seconds megabytes" of the median of three runs.
 median() {
