@@ -41,6 +41,12 @@ void compareWithPixelByPixelReader(Vector const& extent, long long numChannels) 
             ASSERT_EQ(read(image, level, region), pixelByPixel(numChannels, region, slow))
                 << "level " << level << ' ' << ::testing::PrintToString(region);
         }
+        Box const all(image.getExtent(level));
+        bool const isThere = level >= 0 && level < image.getNumLevels();
+        T const* const inMemory = image.getLevelBuffer(level);
+        ASSERT_TRUE(isThere ? std::equal(inMemory, inMemory + all.getSize() * numChannels,
+                                         read(image, level, all).begin())
+                            : inMemory == nullptr);
     }
 }
 
