@@ -168,9 +168,8 @@ void addRenderCommand(CLI::App& app) {
     CLI::Option* const scale = options->scale.addTo(*command);
     addInteger(*command, "--size", &options->size, positiveInteger,
                "the pixels on the longer side of the picture, fewer only where there are no more, "
-               "more where "
-               "the shorter side would have none; 1024 without it, unless --level, --box or "
-               "--scale is given; with --level only of a --box")
+               "more where the shorter side would have none; 1024 without it, unless --level, "
+               "--box or --scale is given; with --level only of a --box")
         ->excludes(scale);
     command->footer(
         "Examples: quivo render slide.tif preview.png --size 800\n"

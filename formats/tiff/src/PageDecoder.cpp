@@ -15,7 +15,7 @@ namespace Quivo::detail {
 namespace {
 
 constexpr std::size_t maxIdleHandles = 8;
-constexpr std::size_t maxRowReaders = 16;          // of several pages
+constexpr long long maxRowReaders = 16;            // of several pages
 constexpr long long maxReaderBytes = 256LL << 20;  // of the planes of one page
 constexpr long long rowsPerCheck = 64;  // a long strip may have to be decoded from its start
 
@@ -281,7 +281,7 @@ void PageDecoder::decodeRows(PageInfo const& page, long long y, Block& block,
 PageDecoder::RowReader& PageDecoder::getRowReader(PageInfo const& page, long long plane) {
     std::pair const key(page.directory, plane);
     if (auto const found = rowReaders_.find(key); found != rowReaders_.end()) return found->second;
-    if (rowReaders_.size() >= maxRowReaders) {
+    if (std::ssize(rowReaders_) >= maxRowReaders) {
         // Those of this page's other planes are needed again for the next block.
         std::erase_if(rowReaders_,
                       [&](auto const& other) { return other.first.first != page.directory; });
@@ -289,7 +289,7 @@ PageDecoder::RowReader& PageDecoder::getRowReader(PageInfo const& page, long lon
     // A handle has a table of all strips and the state of a codec. Where that is too much for all
     // planes, the last ones share a handle and start their strips anew.
     auto const numStrips = page.getNumPlanes() * ((page.height - 1) / page.storedBlockHeight + 1);
-    auto const limit = std::max(16LL, maxReaderBytes / (16 * numStrips + (64LL << 10)));
+    auto const limit = std::max(maxRowReaders, maxReaderBytes / (16 * numStrips + (64LL << 10)));
     if (std::ssize(rowReaders_) >= limit) {
         auto shared = rowReaders_.extract(std::prev(rowReaders_.end()));
         shared.key() = key;
