@@ -18,7 +18,7 @@ set(CPACK_COMPONENTS_ALL "")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SOURCE quivocore)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}
-    ${PROJECT_BINARY_DIR}/formats/tiff)
+    ${PROJECT_BINARY_DIR}/formats/tiff ${PROJECT_BINARY_DIR}/formats/synthetic)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -60,30 +60,50 @@ it or pass it on, and chain freely.
 .
 This package has the headers and what CMake and pkg-config need."
   "libquivocore${major} ${same}")
-if(TARGET QuivoTiff)
-  quivo_package(tiff_runtime libquivotiff${major} libs
-"TIFF pyramids for QuivoCore
-QuivoTiff reads TIFF and BigTIFF files of any layout as images of QuivoCore,
-and writes tiled pyramids.
+
+# quivo_library_package(NAME SUMMARY TEXT DEVELOPMENT_NEEDS [LIBRARIES...]): the two packages of
+# libQuivoNAME, where it is built. It needs the core and our other LIBRARIES; its pkg-config file names
+# what static linking needs.
+macro(quivo_library_package name summary text development_needs)
+  string(TOLOWER ${name} lower)
+  if(TARGET Quivo${name})
+    set(runtime_needs "libquivocore${major} ${this_or_newer}")
+    set(needs "libquivo${lower}${major} ${same}, libquivocore-dev ${same}")
+    foreach(other ${ARGN})
+      string(APPEND runtime_needs ", libquivo${other}${major} ${this_or_newer}")
+      string(APPEND needs ", libquivo${other}-dev ${same}")
+    endforeach()
+    if(NOT "${development_needs}" STREQUAL "")
+      string(APPEND needs ", ${development_needs}")
+    endif()
+    quivo_package(${lower}_runtime libquivo${lower}${major} libs
+"${summary}
+${text}
 .
 This package has the library that programs load."
-    "libquivocore${major} ${this_or_newer}")
-  # The pkg-config file names libtiff, which it needs for static linking.
-  quivo_package(tiff_development libquivotiff-dev libdevel
-"TIFF pyramids for QuivoCore - development files
-QuivoTiff reads TIFF and BigTIFF files of any layout as images of QuivoCore,
-and writes tiled pyramids.
+      "${runtime_needs}")
+    quivo_package(${lower}_development libquivo${lower}-dev libdevel
+"${summary} - development files
+${text}
 .
 This package has the headers and what CMake and pkg-config need."
-    "libquivotiff${major} ${same}, libquivocore-dev ${same}, libtiff-dev")
-endif()
+      "${needs}")
+  endif()
+endmacro()
+
+quivo_library_package(Tiff "TIFF pyramids for QuivoCore"
+"QuivoTiff reads TIFF and BigTIFF files of any layout as images of QuivoCore,
+and writes tiled pyramids." "libtiff-dev")
+quivo_library_package(Synthetic "computed images of any size for QuivoCore"
+"QuivoSynthetic has images that need no file: every pixel is computed when it
+is read." "")
 if(TARGET quivo)
   quivo_package(tools quivo-tools graphics
 "convert, merge and picture very large images
 The command quivo turns TIFF files of any layout and size into tiled pyramids,
 merges channels, tells what is in a file, and writes parts of it as PNG or as
 numbers. Memory grows with the width of an image, never with its area."
-    "libquivocore${major} ${this_or_newer}, libquivotiff${major} ${this_or_newer}")
+    "libquivocore${major} ${this_or_newer}, libquivotiff${major} ${this_or_newer}, libquivosynthetic${major} ${this_or_newer}")
 endif()
 
 include(CPack)

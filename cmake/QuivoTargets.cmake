@@ -32,24 +32,84 @@ function(quivo_limit_exports library)
   endif()
 endfunction()
 
-# Installs a library as two components: RUNTIME_COMPONENT has what programs load, DEV_COMPONENT the
-# headers, the CMake package (find_package(NAME) gives Quivo::...) and the pkg-config file, made from
-# cmake/NAMEConfig.cmake.in and cmake/NAME.pc.in. All find each other wherever the prefix is moved.
-function(quivo_install library runtime_component dev_component)
-  if(NOT QUIVO_INSTALL)
-    return()
+# One library of the project, shared or static: quivo_add_library(NAME ALIAS FOLDER COMPONENT
+# DESCRIPTION SOURCES HEADERS ...). It becomes Quivo::ALIAS; its headers lie in FOLDER. OBJECTS are the
+# object libraries that are compiled into it; PUBLIC are libraries of ours that its headers include,
+# PRIVATE what only its sources need, with FINDS, the find_package calls, and REQUIRES, the pkg-config
+# modules, that a static build passes on.
+function(quivo_add_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "ALIAS;FOLDER;COMPONENT;DESCRIPTION"
+                        "SOURCES;HEADERS;OBJECTS;PUBLIC;PRIVATE;FINDS;REQUIRES")
+  list(TRANSFORM arg_HEADERS PREPEND ${arg_FOLDER}/)
+  set(objects "")
+  foreach(library IN LISTS arg_OBJECTS)
+    list(APPEND objects $<TARGET_OBJECTS:${library}>)
+  endforeach()
+  add_library(${name} ${arg_SOURCES} ${objects})
+  add_library(Quivo::${arg_ALIAS} ALIAS ${name})
+  quivo_configure(${name})
+  set_target_properties(${name} PROPERTIES EXPORT_NAME ${arg_ALIAS} VERSION ${PROJECT_VERSION}
+                        SOVERSION ${PROJECT_VERSION_MAJOR} POSITION_INDEPENDENT_CODE ON DEFINE_SYMBOL ""
+                        VERIFY_INTERFACE_HEADER_SETS ${PROJECT_IS_TOP_LEVEL})
+  target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE})
+  target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${arg_FOLDER} FILES ${arg_HEADERS})
+  quivo_limit_exports(${name})
+  if(QUIVO_INSTALL)
+    quivo_install(${name} "${arg_COMPONENT}" "${arg_DESCRIPTION}" "${arg_PUBLIC}" "${arg_FINDS}"
+                  "${arg_REQUIRES}")
   endif()
+endfunction()
+
+# Object code that several libraries share without installing it: quivo_add_objects(NAME SOURCES...).
+# Includes name it from the root of the repository, internal headers of the core from src/.
+function(quivo_add_objects name)
+  add_library(${name} OBJECT EXCLUDE_FROM_ALL ${ARGN})
+  quivo_configure(${name})
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}
+                                            ${PROJECT_SOURCE_DIR}/src)
+endfunction()
+
+# Installs a library as two components: COMPONENT_runtime (runtime for the core) has what programs
+# load, COMPONENT_development the headers, the CMake package (find_package(NAME) gives Quivo::...) and
+# the pkg-config file. All find each other wherever the prefix is moved.
+function(quivo_install library component description public finds requires)
   include(CMakePackageConfigHelpers)
+  set(prefix "${component}_")
+  if(component STREQUAL "core")
+    set(prefix "")
+  endif()
+  set(dev_component ${prefix}development)
   set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${library})
   set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS ${library} EXPORT ${library}Targets
-          LIBRARY COMPONENT ${runtime_component} NAMELINK_COMPONENT ${dev_component}
+          LIBRARY COMPONENT ${prefix}runtime NAMELINK_COMPONENT ${dev_component}
           ARCHIVE COMPONENT ${dev_component}
           FILE_SET HEADERS COMPONENT ${dev_component})
   install(EXPORT ${library}Targets NAMESPACE Quivo:: DESTINATION ${package_dir}
           COMPONENT ${dev_component})
+
+  # What a user of the package has to find before it, and what pkg-config names.
+  set(dependencies "")
+  set(modules "")
+  foreach(target IN LISTS public)
+    string(REPLACE "::" "" package ${target})
+    string(APPEND dependencies "find_dependency(${package} ${PROJECT_VERSION})\n")
+    list(APPEND modules "${package} = ${PROJECT_VERSION}")
+  endforeach()
   get_target_property(library_type ${library} TYPE)
-  configure_package_config_file(${QUIVO_CMAKE_DIR}/${library}Config.cmake.in
+  if(library_type STREQUAL "STATIC_LIBRARY")
+    list(PREPEND finds Threads)
+  endif()
+  if(library_type STREQUAL "STATIC_LIBRARY" OR component STREQUAL "core")
+    foreach(package IN LISTS finds)
+      string(APPEND dependencies "find_dependency(${package})\n")
+    endforeach()
+  endif()
+  list(REMOVE_DUPLICATES modules)
+  list(JOIN modules ", " modules)
+  list(JOIN requires ", " requires)
+  configure_package_config_file(${QUIVO_CMAKE_DIR}/Package.cmake.in
                                 ${PROJECT_BINARY_DIR}/${library}Config.cmake
                                 INSTALL_DESTINATION ${package_dir})
   write_basic_package_version_file(${PROJECT_BINARY_DIR}/${library}ConfigVersion.cmake
@@ -63,7 +123,7 @@ function(quivo_install library runtime_component dev_component)
              OUTPUT_VARIABLE libdir)
   cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_INCLUDEDIR BASE_DIRECTORY "\${prefix}"
              OUTPUT_VARIABLE includedir)
-  configure_file(${QUIVO_CMAKE_DIR}/${library}.pc.in ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
+  configure_file(${QUIVO_CMAKE_DIR}/Package.pc.in ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${library}.pc
           DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT ${dev_component})
 endfunction()

@@ -1,10 +1,10 @@
 // What the tool makes of numbers, boxes, scales and sizes on its command line, and how it writes
 // numbers and texts: against parsers that are written anew in the most obvious way.
 
-#include "Arguments.h"
 #include "Fuzz.h"
 #include "Source.h"
-#include "Text.h"
+#include "options/Arguments.h"
+#include "terminal/Text.h"
 
 #include <quivo/util/Files.h>
 

@@ -1,80 +1,114 @@
 #!/usr/bin/env python3
-"""Checks who includes whom: lower layers know nothing of higher ones, and what is built around the
-core uses public headers only. Prints one line per violation."""
+"""Checks who includes whom: lower rooms know nothing of higher ones, and what is built around the
+core uses its public headers and the internal ones that it is allowed. Prints one line per violation."""
 import pathlib
 import re
 import sys
 
-# What the headers and sources of a folder may include, beside their own folder.
-ALLOWED = {
+# What the headers and sources of a room may include, beside their own room.
+CORE = {
     "core": set(),
     "util": {"core"},
     "kernels": {"core"},
     "image": {"core", "util", "kernels"},
-    "filters": {"image", "core", "util", "kernels"},
-    "tiles": {"image", "core", "util", "kernels"},
-    "channels": {"image", "core", "util", "kernels"},
-    "writer": {"filters", "image", "core", "util", "kernels"},
+    "samples": {"image", "core", "util", "kernels"},
+    "filters": {"samples", "image", "core", "util", "kernels"},
+    "tiles": {"samples", "image", "core", "util", "kernels"},
+    "channels": {"samples", "image", "core", "util", "kernels"},
+    "writer": {"filters", "samples", "image", "core", "util", "kernels"},
+}
+PUBLIC = {f"quivo/{room}" for room in CORE}
+STORAGE = {
+    "storage/files": {"samples"},
+    "storage/work": set(),
+    "storage/blocks": {"kernels", "samples"},
+    "storage/pyramid": {"storage/files", "storage/work", "kernels", "samples"},
+}
+TIFF = {
+    "formats/tiff/container": {"storage/files"},
+    "formats/tiff/read": {"formats/tiff/container", *STORAGE, "kernels", "samples"},
+    "formats/tiff/write": {"formats/tiff/container", *STORAGE, "kernels", "samples"},
+}
+APPS = {f"apps/quivo{room}": {"apps/quivo", *(f"apps/quivo/{name}" for name in
+                                               ("commands", "options", "terminal"))}
+        for room in ("", "/commands", "/options", "/terminal")}
+# Rooms around the core with the public headers that they may include beside those of the core.
+OUTER = {
+    **{room: (own, set()) for room, own in STORAGE.items()},
+    **{room: (own, {"quivo/tiff"}) for room, own in TIFF.items()},
+    "formats/tiff": (set(TIFF), {"quivo/tiff"}),
+    "formats/synthetic": (set(), {"quivo/synthetic"}),
+    **{room: (own, {"quivo/tiff", "quivo/synthetic"}) for room, own in APPS.items()},
+    "examples": (set(), set()),
+    "benchmarks": (set(), {"quivo/tiff", "quivo/synthetic"}),
+    "fuzz": (set(), {"quivo/tiff", "quivo/synthetic"}),
 }
 # Sources that may include one file more, each with its reason.
 EXCEPTIONS = {
     # Its questions are about images; its header names the class only.
     "src/core/Resolution.cpp": {"quivo/image/Image.h"},
+    # What it tries out is still the tool's own.
+    "fuzz/ArgumentsFuzzer.cpp": {"options/Arguments.h", "Source.h", "terminal/Text.h"},
 }
-# The rooms around the core: each has its own headers and the public ones of the others.
-OUTER = ["formats", "apps", "examples", "benchmarks"]
-UMBRELLA = "include/quivo/Quivo.h"
+UMBRELLA = "quivo/Quivo.h"
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.MULTILINE)
 
 
-def files(root, *folders):
-    for folder in folders:
-        yield from (path for path in sorted((root / folder).rglob("*"))
-                    if path.suffix in (".h", ".hpp", ".cpp"))
+def room_of(path):
+    """The room of a file, by its path from the root, and whether the file is public."""
+    parts = path.parts
+    if parts[0] == "include":
+        return parts[2], True
+    if parts[0] == "src":
+        return parts[1], False
+    if "include" in parts:
+        return "/".join(parts[:parts.index("include")]), True
+    folder = "/".join(part for part in parts[:-1] if part != "src")
+    while folder and folder not in OUTER:
+        folder = folder.rpartition("/")[0]
+    return folder or parts[0], False
 
 
-def core_violations(root):
-    for path in files(root, "include/quivo", "src"):
-        name = path.relative_to(root).as_posix()
-        is_public = name.startswith("include/")
-        if name == UMBRELLA:
+def find_internal(root, path, target):
+    """The file that an include in quotes names, from the root of the repository; none if there is none."""
+    own = [root / "src", *(path.parents[i] for i in range(len(path.relative_to(root).parts) - 1)), root]
+    found = next((base / target for base in own if (base / target).is_file()), None)
+    return found.relative_to(root) if found else None
+
+
+def violations(root):
+    for path in sorted(root.glob("**/*")):
+        relative = path.relative_to(root)
+        if path.suffix not in (".h", ".cpp") or relative.parts[0] in ("build", "tests"):
             continue
-        layer = name.split("/")[2 if is_public else 1]
-        if layer not in ALLOWED:
-            yield f"{name}: the folder {layer} is in no layer"
+        if relative.as_posix() == f"include/{UMBRELLA}":
             continue
+        room, is_public = room_of(relative)
+        if room not in CORE and room not in OUTER:
+            yield f"{relative}: {room} is in no layer"
+            continue
+        in_core = room in CORE
+        internal = CORE[room] | {room} if in_core else OUTER[room][0] | {room}
+        public = ({f"quivo/{name}" for name in CORE[room] | {room}} if in_core
+                  else PUBLIC | OUTER[room][1])
         for quote, target in INCLUDE.findall(path.read_text()):
-            if target in EXCEPTIONS.get(name, ()):
+            if target in EXCEPTIONS.get(relative.as_posix(), ()):
                 continue
-            is_ours = quote == '"' or target.startswith("quivo/")
-            if is_ours and is_public and quote == '"':
-                yield f"{name}: a public header includes the internal {target}"
-            if not is_ours:
-                continue
-            parts = [part for part in target.split("/") if part != "quivo"]
-            if parts[0] not in ALLOWED[layer] | {layer}:
-                yield f"{name}: {layer} may not include {target}"
+            if quote == '"':
+                if is_public:
+                    yield f"{relative}: a public header includes the internal {target}"
+                    continue
+                found = find_internal(root, path, target)
+                if not found or room_of(found)[0] not in internal:
+                    yield f"{relative}: {room} may not include {target}"
+            elif target.startswith("quivo/"):
+                umbrella = not in_core and target == UMBRELLA
+                if not umbrella and target.rpartition("/")[0] not in public:
+                    yield f"{relative}: {room} may not include {target}"
 
 
-def outer_violations(root):
-    public = {path.relative_to(base).as_posix()
-              for base in [root / "include", *root.glob("formats/*/include")]
-              for path in files(base, "quivo")}
-    for path in files(root, *OUTER):
-        name = path.relative_to(root).as_posix()
-        room = root.joinpath(*name.split("/")[:1 if name.split("/")[0] in ("examples", "benchmarks") else 2])
-        own = {p.name for p in files(room, ".")}
-        for quote, target in INCLUDE.findall(path.read_text()):
-            if quote == "<" and target.startswith("quivo/") and target not in public:
-                yield f"{name}: {target} is not a public header"
-            if quote == '"' and target.split("/")[-1] not in own:
-                yield f"{name}: {target} belongs to another room"
-            if quote == '"' and (root / "src" / target).exists():
-                yield f"{name}: {target} is internal to the core"
-
-
-root = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).parents[1])
-violations = [*core_violations(root), *outer_violations(root)]
-print("\n".join(violations))
-sys.exit(1 if violations else 0)
+found = [*violations(pathlib.Path(sys.argv[1]) if len(sys.argv) > 1
+                    else pathlib.Path(__file__).resolve().parents[1])]
+print("\n".join(found))
+sys.exit(1 if found else 0)

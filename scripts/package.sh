@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the Debian packages into build/package: libquivocore1, libquivotiff1, their -dev packages
-# and quivo-tools, each as NAME_VERSION_ARCHITECTURE.deb. tests/install/check_packages.sh tries them.
+# Builds the Debian packages into build/package: libquivocore1 and its companions, their -dev
+# packages and quivo-tools, each as NAME_VERSION_ARCHITECTURE.deb. tests/install/check_packages.sh tries them.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -1,8 +1,8 @@
 #include "PyramidOutput.h"
 
-#include "Arguments.h"
-#include "ProgressBar.h"
-#include "Text.h"
+#include "options/Arguments.h"
+#include "terminal/ProgressBar.h"
+#include "terminal/Text.h"
 
 #include <quivo/core/Levels.h>
 

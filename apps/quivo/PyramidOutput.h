@@ -5,7 +5,7 @@
 #include <quivo/core/ValueRange.h>
 #include <quivo/filters/Filter.h>
 #include <quivo/image/Image.h>
-#include <quivo/tiff/SampleSource.h>
+#include <quivo/samples/SampleSource.h>
 #include <quivo/tiff/TiffWriter.h>
 #include <quivo/writer/Progress.h>
 

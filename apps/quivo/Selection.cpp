@@ -1,9 +1,9 @@
 #include "Selection.h"
 
-#include "Memory.h"
 #include "Pieces.h"
 #include "Source.h"
-#include "Text.h"
+#include "terminal/Memory.h"
+#include "terminal/Text.h"
 
 #include <quivo/core/Levels.h>
 #include <quivo/filters/ArbitraryDownsampleFilter.h>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Arguments.h"
-#include "Region.h"
+#include "options/Arguments.h"
+#include "options/Region.h"
 
 #include <quivo/core/Box.h>
 #include <quivo/image/Image.h>

@@ -1,8 +1,8 @@
 #include "Source.h"
 
-#include "Arguments.h"
-#include "MandelbrotImage.h"
+#include "options/Arguments.h"
 
+#include <quivo/synthetic/MandelbrotImage.h>
 #include <quivo/tiff/TiffImage.h>
 
 #include <filesystem>

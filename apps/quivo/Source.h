@@ -1,7 +1,7 @@
 #pragma once
 
 #include <quivo/image/Image.h>
-#include <quivo/tiff/SampleType.h>
+#include <quivo/samples/SampleType.h>
 
 #include <memory>
 #include <string>

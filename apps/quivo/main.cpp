@@ -1,6 +1,6 @@
-#include "Commands.h"
-#include "Memory.h"
-#include "Text.h"
+#include "commands/Commands.h"
+#include "terminal/Memory.h"
+#include "terminal/Text.h"
 
 #include <quivo/core/Version.h>
 #include <quivo/writer/Progress.h>

@@ -5,6 +5,7 @@ Arguments: build folder, configuration where the build has several.
 """
 import os
 import pathlib
+import re
 import shlex
 import shutil
 import subprocess
@@ -36,11 +37,14 @@ def run(*command, **environment):
 
 def read_manifest():
     """The files of every component that this build has."""
-    names = {"runtime": set(), "development": set()}
-    names |= {"tiff_runtime": set(), "tiff_development": set()} if tiff else {}
-    names |= {"tools": set()} if tools else {}
     text = (here / "manifest.txt").read_text().format(
         lib=lib, version=version, major=version.split(".")[0], config=config.lower() or "noconfig")
+    # A library that was built left its package file in the build folder.
+    built = {line.split("development")[0] for line in text.splitlines()
+             for package in re.findall(r"/cmake/(\w+):", line)
+             if (build / f"{package}Config.cmake").exists()}
+    names = {prefix + kind: set() for prefix in built for kind in ("runtime", "development")}
+    names |= {"tools": set()} if tools else {}
     for line in text.splitlines()[1:]:
         place, _, files = line.partition(": ")
         component, folder = place.split()

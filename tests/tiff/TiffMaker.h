@@ -5,7 +5,7 @@
 
 #include <quivo/core/Levels.h>
 #include <quivo/image/Image.h>
-#include <quivo/tiff/SampleType.h>
+#include <quivo/samples/SampleType.h>
 #include <quivo/writer/Progress.h>
 
 #include "support/Voxels.h"

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <quivo/image/DisplayView.h>
-#include <quivo/tiff/SampleSource.h>
-#include <quivo/tiff/SampleType.h>
+#include <quivo/samples/SampleSource.h>
+#include <quivo/samples/SampleType.h>
 #include <quivo/tiles/TileImage.h>
 
 #include <memory>

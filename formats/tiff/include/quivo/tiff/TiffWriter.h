@@ -1,6 +1,6 @@
 #pragma once
 
-#include <quivo/tiff/SampleType.h>
+#include <quivo/samples/SampleType.h>
 #include <quivo/writer/ImageWriter.h>
 
 #include <memory>

@@ -1,0 +1,180 @@
+#include "Pieces.h"
+#include "Selection.h"
+#include "Source.h"
+#include "commands/Commands.h"
+#include "options/Arguments.h"
+#include "options/Region.h"
+#include "terminal/Interrupt.h"
+#include "terminal/Memory.h"
+#include "terminal/OutputFile.h"
+#include "terminal/Png.h"
+
+#include <quivo/core/Levels.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace Quivo::tool {
+
+namespace {
+
+struct RenderOptions {
+    std::string input;
+    std::string output;
+    std::optional<long long> size;
+    RegionOptions region;
+    ScaleOptions scale;
+};
+
+/// Whether nothing says how large the picture is to be.
+bool isSizeOpen(RenderOptions const& options) {
+    return !options.size && !options.region.level && !options.region.box && !options.scale.factor;
+}
+
+/// Gives the picture exactly `size` pixels on its longer side: less where there are less, more
+/// where nothing would remain of the shorter one. Returns the level to read.
+long long fitToSize(Selection& selection, long long size, RenderOptions const& options,
+                    CancellationChecker& checker) {
+    auto const getLongerSide = [&](long long level) {
+        Vector const extent = selection.getFrame(level).getExtent();
+        return std::max(extent.x, extent.y);
+    };
+    long long level = 0;
+    long long const lastLevel = selection.getImage().getNumLevels() - 1;
+    while (level < lastLevel && getLongerSide(level + 1) >= size) ++level;
+    if (getLongerSide(level) <= size) return level;
+    // Half a pixel more, so that truncation cannot lose one.
+    auto const getFactor = [&] {
+        return (static_cast<double>(size) + 0.5) / static_cast<double>(getLongerSide(level));
+    };
+    // A side of very few pixels may lose them all, where a finer level leaves one.
+    auto const isTooThin = [&](double factor) {
+        Vector const extent = scalePosition(selection.getFrame(level).getExtent(), factor);
+        return extent.x < 1 || extent.y < 1;
+    };
+    while (level > 0 && isTooThin(getFactor())) --level;
+    double factor = getFactor();
+    if (isTooThin(factor)) {
+        Vector const extent = selection.getFrame(level).getExtent();
+        factor = 1.0 / static_cast<double>(std::min(extent.x, extent.y));
+        while (isTooThin(factor)) factor = std::nextafter(factor, 2.0);
+        if (factor >= 1.0) return level;
+    }
+    selection.scale(factor, level, options.scale.cacheSizeMB, checker);
+    return level;
+}
+
+/// Rounded half up and clamped; 0 for NaN.
+unsigned char toByte(double value) noexcept {
+    if (!(value > 0.0)) return 0;
+    return value >= 255.0 ? 255 : static_cast<unsigned char>(value + 0.5);
+}
+
+/// Copies the planes of a piece to their places in interleaved rows of `rowLength` pixels.
+void interleave(double const* src, Vector const& size, long long numChannels, unsigned char* dst,
+                long long rowLength) noexcept {
+    for (long long c = 0; c < numChannels; ++c) {
+        for (long long y = 0; y < size.y; ++y) {
+            double const* const row = src + (c * size.y + y) * size.x;
+            unsigned char* const out = dst + y * rowLength * numChannels + c;
+            for (long long x = 0; x < size.x; ++x) out[x * numChannels] = toByte(row[x]);
+        }
+    }
+}
+
+/// Three and four channels are colours; of any other number the first is shown.
+int getNumShownChannels(Image const& view) {
+    long long const numChannels = view.getNumChannels();
+    return numChannels == 3 || numChannels == 4 ? static_cast<int>(numChannels) : 1;
+}
+
+/// Writes a region of `view`; `maxBandHeight` rows of it are read at once at most.
+void writePng(OutputFile& file, Image& view, long long level, Box const& region,
+              long long maxBandHeight, CancellationChecker& checker) {
+    Vector const extent = region.getExtent();
+    int const numChannels = getNumShownChannels(view);
+    Vector const pieceExtent = choosePieceExtent(view.getNumChannels());
+    constexpr long long maxBandBytes = 1 << 26;
+    // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): neither a box nor a level is empty here
+    long long const bandHeight = std::clamp(maxBandBytes / (extent.x * numChannels), 1LL,
+                                            std::min(pieceExtent.y, maxBandHeight));
+    std::vector<unsigned char> rows(
+        static_cast<std::size_t>(extent.x * numChannels * std::min(bandHeight, extent.y)));
+    std::vector<double> values;
+
+    PngWriter png(file, extent.x, extent.y, numChannels);
+    forEachStrip(region, 1, bandHeight, [&](Box const& band) {
+        forEachStrip(band, 0, pieceExtent.x, [&](Box const& piece) {
+            checker.checkCancelled();
+            auto const count = static_cast<std::size_t>(piece.getSize() * view.getNumChannels());
+            if (values.size() < count) values.resize(count);
+            view.openRegion(values.data(), level, piece);
+            interleave(values.data(), piece.getExtent(), numChannels,
+                       rows.data() + (piece.min.x - region.min.x) * numChannels, extent.x);
+        });
+        for (long long y = 0; y < band.getExtent().y; ++y) {
+            png.writeRow(rows.data() + y * extent.x * numChannels);
+        }
+    });
+    png.finish();
+}
+
+void runRender(RenderOptions const& options) {
+    if (options.size && options.region.level && !options.region.box) {
+        // A picture of one size needs no level; of a box, the level says what the box means.
+        throw CLI::ExcludesError("--size", "--level without --box");
+    }
+    Interrupt interrupt;
+    Source source(options.input);
+    source.setCancellationChecker(interrupt);
+    source.checkIsNot(options.output);
+    Selection selection(source, options.region, Selection::Border::Zeros);
+    long long level = 0;
+    if (options.scale.factor) {
+        selection.scale(*options.scale.factor, 0, options.scale.cacheSizeMB, interrupt);
+    } else if (options.size || isSizeOpen(options)) {
+        level = fitToSize(selection, options.size.value_or(1024), options, interrupt);
+    }
+    Image& view = *selection.getImage().getViewableRepresentation();
+    Box const region = selection.getFrame(level);
+    Vector const extent = region.getExtent();
+    if (extent.x > maxPngSide || extent.y > maxPngSide) {
+        throw std::runtime_error(options.output + ": a PNG has at most " +
+                                 std::to_string(maxPngSide) +
+                                 " pixels on a side: choose a smaller --box or a coarser --level");
+    }
+    constexpr double numRowsInMemory = 8.0;  // ours, and those in which the encoder tries filters
+    checkFitsIntoMemory(options.output, static_cast<double>(extent.x) * getNumShownChannels(view) *
+                                            numRowsInMemory);
+    OutputFile file(options.output, interrupt);
+    writePng(file, view, level, region, selection.getBandHeight(), interrupt);
+    file.commit();
+}
+
+}  // namespace
+
+void addRenderCommand(CLI::App& app) {
+    CLI::App* const command = app.add_subcommand("render", "Write a picture of an image as PNG");
+    auto const options = std::make_shared<RenderOptions>();
+    addPath(*command, "INPUT", &options->input, inputHelp)->required();
+    addPath(*command, "OUTPUT", &options->output, "the PNG to write, an existing one is replaced")
+        ->required();
+    options->region.addTo(*command, zerosAtBorder, "0 without it");
+    CLI::Option* const scale = options->scale.addTo(*command);
+    addInteger(*command, "--size", &options->size, positiveInteger,
+               "the pixels on the longer side of the picture, fewer only where there are no more, "
+               "more where the shorter side would have none; 1024 without it, unless --level, "
+               "--box or --scale is given; with --level only of a --box")
+        ->excludes(scale);
+    command->footer(
+        "Examples: quivo render slide.tif preview.png --size 800\n"
+        "          quivo render slide.tif detail.png --box 5000,3000,2000,1500 --scale 0.3");
+    command->callback([options] { runRender(*options); });
+}
+
+}  // namespace Quivo::tool

@@ -1,0 +1,38 @@
+#include "terminal/Interrupt.h"
+
+#include <atomic>
+
+namespace Quivo::tool {
+
+namespace {
+
+// The one thing that a signal handler and every thread may touch.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
+std::atomic<bool> interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+extern "C" void markInterrupted(int) { interrupted = true; }
+
+}  // namespace
+
+Interrupt::Interrupt() {
+    interrupted = false;
+    struct sigaction action {};
+    action.sa_handler = markInterrupted;  // no SA_RESTART: a blocked write returns and asks
+    sigemptyset(&action.sa_mask);
+    for (std::size_t i = 0; i < signals.size(); ++i) {
+        sigaction(signals[i], nullptr, &previous_[i]);
+        // A signal that is ignored stays so: nohup and background jobs mean it.
+        if (previous_[i].sa_handler != SIG_IGN) sigaction(signals[i], &action, nullptr);
+    }
+}
+
+Interrupt::~Interrupt() {
+    for (std::size_t i = 0; i < signals.size(); ++i) sigaction(signals[i], &previous_[i], nullptr);
+}
+
+void Interrupt::checkCancelled() {
+    if (interrupted) throw CancellationException();
+}
+
+}  // namespace Quivo::tool

@@ -1,7 +1,0 @@
-#include <quivo/tiff/SampleSource.h>
-
-namespace Quivo {
-
-SampleSource::~SampleSource() = default;
-
-}  // namespace Quivo

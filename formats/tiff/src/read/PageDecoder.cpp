@@ -1,0 +1,346 @@
+#include "read/PageDecoder.h"
+
+#include "samples/Samples.h"
+
+#include <quivo/writer/Progress.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <optional>
+#include <type_traits>
+
+namespace Quivo::detail {
+
+namespace {
+
+constexpr std::size_t maxIdleHandles = 8;
+constexpr long long maxRowReaders = 16;            // of several pages
+constexpr long long maxReaderBytes = 256LL << 20;  // of the planes of one page
+constexpr long long rowsPerCheck = 64;  // a long strip may have to be decoded from its start
+
+// libtiff's flags: h leaves the first directory alone, c shows strips as they are in the file,
+// O loads tables of tile offsets piece by piece, m does without a memory map.
+constexpr char const* readMode = "rhcOm";
+constexpr char const* mappedReadMode = "rhc";
+
+/// Stores `width` x `height` decoded pixels at (x, y) of a planar block, as the page presents them.
+/// `src` has rows of `srcStride` pixels with `numSamples` samples each; they become the block's
+/// channels from `firstChannel` on.
+class Presenter {
+public:
+    Presenter(PageInfo const& page, Block& block) : page_(page), block_(block) {}
+
+    void store(std::byte const* src, long long srcStride, long long numSamples,
+               long long firstChannel, long long y, long long height) {
+        visitSampleType(page_.storedType, [&](auto sample) {
+            using T = decltype(sample);
+            auto const* const samples = reinterpret_cast<T const*>(src);
+            if constexpr (std::is_unsigned_v<T>) {  // what indices are
+                if (page_.presentation == Presentation::Palette) {
+                    storePalette(samples, srcStride, y, height);
+                    return;
+                }
+            }
+            storeSamples(samples, srcStride, numSamples, firstChannel, y, height);
+        });
+    }
+
+private:
+    template <typename T>
+    void storeSamples(T const* src, long long srcStride, long long numSamples,
+                      long long firstChannel, long long y, long long height) {
+        auto const planeSize = block_.width * block_.height;
+        T* out = reinterpret_cast<T*>(block_.samples.data()) + firstChannel * planeSize +
+                 y * block_.width;
+        bool const turnOver = page_.presentation == Presentation::Inverted && firstChannel == 0;
+        for (long long row = 0; row < height; ++row, out += block_.width) {
+            separateRow(src + row * srcStride * numSamples, out, planeSize, block_.width,
+                        numSamples);
+            if (turnOver) invert(out);
+        }
+    }
+
+    template <typename T>
+    void invert(T* row) {
+        for (long long x = 0; x < block_.width; ++x) {
+            if constexpr (std::is_floating_point_v<T>) {
+                row[x] = static_cast<T>(page_.valueRange.min + page_.valueRange.max -
+                                        static_cast<double>(row[x]));
+            } else {
+                row[x] = static_cast<T>(~row[x]);  // highest - value for either signedness
+            }
+        }
+    }
+
+    template <typename T>
+    void storePalette(T const* src, long long srcStride, long long y, long long height) {
+        auto* const planes = reinterpret_cast<std::uint8_t*>(block_.samples.data());
+        for (long long c = 0; c < 3; ++c) {
+            std::uint8_t* out = planes + (c * block_.height + y) * block_.width;
+            for (long long row = 0; row < height; ++row, out += block_.width) {
+                for (long long x = 0; x < block_.width; ++x) {
+                    auto const index = static_cast<std::size_t>(src[row * srcStride + x]);
+                    out[x] = (*page_.palette)[3 * index + static_cast<std::size_t>(c)];
+                }
+            }
+        }
+    }
+
+    PageInfo const& page_;
+    Block& block_;
+};
+
+/// How many bytes of the file belong to a tile or strip. None: it was never written and reads as
+/// zeros.
+/// error: std::runtime_error when the file's tables do not tell.
+long long getStoredBytes(TiffHandle& tiff, std::uint32_t block) {
+    int failed = 0;
+    auto const size = TIFFGetStrileByteCountWithErr(tiff.get(), block, &failed);
+    tiff.check(!failed, "damaged table of tiles or strips");
+    auto const offset = TIFFGetStrileOffsetWithErr(tiff.get(), block, &failed);
+    tiff.check(!failed && (size == 0 || offset != 0), "damaged table of tiles or strips");
+    if (size == 0) return 0;
+    auto const end = static_cast<std::uint64_t>(tiff.getStream().getSize());
+    tiff.check(offset < end, "damaged: tile or strip " + std::to_string(block) +
+                                 " lies behind the end of the file");
+    return static_cast<long long>(std::min(size, end - offset));
+}
+
+/// One tile or strip under a block, or one plane of it.
+struct Stored {
+    std::uint32_t number;
+    long long plane;
+    long long row;  ///< of the block where it begins
+    long long height;
+    long long bytes;  ///< when it is decoded
+};
+
+/// Calls `visit` for all tiles or strips under block (x, y), `height` rows high, plane by plane.
+template <typename Visit>
+void visitStored(PageInfo const& page, TiffHandle& tiff, long long x, long long y, long long height,
+                 Visit visit) {
+    auto const rowBytes =
+        page.storedBlockWidth * page.getSamplesPerPlane() * getSampleBytes(page.storedType);
+    auto const left = static_cast<std::uint32_t>(x * page.blockWidth);
+    for (long long plane = 0; plane < page.getNumPlanes(); ++plane) {
+        auto const sample = static_cast<std::uint16_t>(plane);
+        for (long long row = 0; row < height; row += page.storedBlockHeight) {
+            auto const top = static_cast<std::uint32_t>(y * page.blockHeight + row);
+            auto const number = page.isTiled ? TIFFComputeTile(tiff.get(), left, top, 0, sample)
+                                             : TIFFComputeStrip(tiff.get(), top, sample);
+            // Tiles are whole, the last strip ends with the image.
+            auto const rows = page.isTiled ? page.storedBlockHeight
+                                           : std::min(page.storedBlockHeight, height - row);
+            visit(Stored{number, plane, row, rows, rows * rowBytes});
+        }
+    }
+}
+
+/// Throws when what the file has for a block cannot become what its header claims: before memory
+/// is taken for it.
+void checkClaims(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
+                 long long height) {
+    if (page.maxRatio == 0) return;
+    constexpr long long slack = 64;
+    visitStored(page, tiff, x, y, height, [&](Stored const& stored) {
+        auto const bytes = getStoredBytes(tiff, stored.number);
+        tiff.check(bytes == 0 || stored.bytes / page.maxRatio <= bytes + slack,
+                   "damaged: the " + std::to_string(bytes) + " bytes of tile or strip " +
+                       std::to_string(stored.number) + " cannot become " +
+                       std::to_string(stored.bytes));
+    });
+}
+
+}  // namespace
+
+std::shared_ptr<Block const> PageDecoder::decode(PageInfo const& page, long long x, long long y,
+                                                 CancellationChecker* checker) {
+    auto block = std::make_shared<Block>();
+    block->width = std::min(page.blockWidth, page.width - x * page.blockWidth);
+    block->height = std::min(page.blockHeight, page.height - y * page.blockHeight);
+    OpenPage handle = takeHandle(page);
+    checkClaims(page, *handle.tiff, x, y, block->height);
+    block->samples.resize(static_cast<std::size_t>(block->width * block->height * page.numChannels *
+                                                   getSampleBytes(page.sampleType)));
+    if (page.readsByRow) {
+        decodeRows(page, y, *block, checker);
+    } else if (page.presentation == Presentation::Converted) {
+        decodeConverted(page, *handle.tiff, x, y, *block);
+    } else {
+        decodeStored(page, *handle.tiff, x, y, *block);
+    }
+    giveBack(std::move(handle));  // one that failed is closed instead
+    return block;
+}
+
+std::unique_ptr<TiffHandle> PageDecoder::open(PageInfo const& page, bool mapped,
+                                              FileReadStream** stream) {
+    auto bytes = std::make_unique<FileReadStream>(file_, mapped);
+    if (stream) *stream = bytes.get();
+    auto tiff = std::make_unique<TiffHandle>(std::move(bytes), file_->getPath(),
+                                             mapped ? mappedReadMode : readMode);
+    tiff->check(TIFFSetSubDirectory(tiff->get(), page.directory) != 0, "damaged directory");
+    if (page.isYCbCrJpeg) tiff->set(TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+    return tiff;
+}
+
+PageDecoder::OpenPage PageDecoder::takeHandle(PageInfo const& page) {
+    {
+        std::lock_guard const lock(handlesMutex_);
+        for (auto& idle : idleHandles_) {
+            if (idle.directory != page.directory) continue;
+            std::swap(idle, idleHandles_.back());
+            OpenPage handle = std::move(idleHandles_.back());
+            idleHandles_.pop_back();
+            return handle;
+        }
+    }
+    // libtiff's conversion refuses uncompressed blocks whose size is no multiple of 1024 bytes when
+    // it reads them into a buffer of its own, but not out of a mapping.
+    bool const mapped = page.presentation == Presentation::Converted;
+    return {page.directory, open(page, mapped, nullptr)};
+}
+
+void PageDecoder::giveBack(OpenPage handle) {
+    std::lock_guard const lock(handlesMutex_);
+    if (idleHandles_.size() == maxIdleHandles) idleHandles_.erase(idleHandles_.begin());
+    idleHandles_.push_back(std::move(handle));
+}
+
+void PageDecoder::decodeStored(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
+                               Block& block) {
+    auto* const file = tiff.get();
+    Presenter presenter(page, block);
+    Bytes decoded(
+        static_cast<std::size_t>(page.isTiled ? TIFFTileSize(file) : TIFFStripSize(file)));
+    visitStored(page, tiff, x, y, block.height, [&](Stored const& stored) {
+        auto const name = (page.isTiled ? "tile " : "strip ") + std::to_string(stored.number);
+        tiff.check(static_cast<long long>(decoded.size()) >= stored.bytes,
+                   name + " has an unexpected size");
+        bool const isStored = getStoredBytes(tiff, stored.number) != 0;
+        // Codecs may report success and leave a part of the buffer as it was: what stands there
+        // must not be what the process had in that memory before.
+        if (!isStored || !page.isUncompressed) {
+            std::fill(decoded.begin(), decoded.end(), std::byte{});
+        }
+        if (isStored) {
+            auto const read = page.isTiled ? TIFFReadEncodedTile : TIFFReadEncodedStrip;
+            auto const got = read(file, stored.number, decoded.data(), tmsize_t(stored.bytes));
+            tiff.check(got == stored.bytes, "damaged " + name);
+            tiff.checkComplete();
+        }
+        presenter.store(decoded.data(), page.storedBlockWidth, page.getSamplesPerPlane(),
+                        stored.plane, stored.row,
+                        std::min(stored.height, block.height - stored.row));
+    });
+}
+
+void PageDecoder::decodeConverted(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
+                                  Block& block) {
+    auto const left = static_cast<std::uint32_t>(x * page.blockWidth);
+    auto const top = static_cast<std::uint32_t>(y * page.blockHeight);
+    std::vector<std::uint32_t> raster(
+        static_cast<std::size_t>(page.storedBlockWidth * page.storedBlockHeight));
+    bool const done = page.isTiled
+                          ? TIFFReadRGBATileExt(tiff.get(), left, top, raster.data(), 1) != 0
+                          : TIFFReadRGBAStripExt(tiff.get(), top, raster.data(), 1) != 0;
+    tiff.check(done, "damaged block");
+    // libtiff's raster has its last row first: the tile's last one, or the strip's last one.
+    auto const lastRow = page.isTiled ? page.storedBlockHeight - 1 : block.height - 1;
+    auto* const planes = reinterpret_cast<std::uint8_t*>(block.samples.data());
+    auto const planeSize = block.width * block.height;
+    for (long long row = 0; row < block.height; ++row) {
+        auto const* const in = raster.data() + (lastRow - row) * page.storedBlockWidth;
+        for (long long column = 0; column < block.width; ++column) {
+            auto* const out = planes + row * block.width + column;
+            out[0] = static_cast<std::uint8_t>(TIFFGetR(in[column]));
+            out[planeSize] = static_cast<std::uint8_t>(TIFFGetG(in[column]));
+            out[2 * planeSize] = static_cast<std::uint8_t>(TIFFGetB(in[column]));
+        }
+    }
+}
+
+void PageDecoder::decodeRows(PageInfo const& page, long long y, Block& block,
+                             CancellationChecker* checker) {
+    // Such strips can only be decoded from their first row on, so one thread at a time goes on
+    // where the last one stopped.
+    std::lock_guard const lock(rowsMutex_);
+    auto const numPlanes = page.getNumPlanes();
+    for (long long plane = 0; plane < numPlanes; ++plane) {
+        if (checker && plane > 0) checker->checkCancelled();
+        try {
+            readRows(page, plane, y * page.blockHeight, block, checker);
+        } catch (...) {
+            rowReaders_.erase({page.directory, plane});
+            throw;
+        }
+    }
+}
+
+PageDecoder::RowReader& PageDecoder::getRowReader(PageInfo const& page, long long plane) {
+    std::pair const key(page.directory, plane);
+    if (auto const found = rowReaders_.find(key); found != rowReaders_.end()) return found->second;
+    if (std::ssize(rowReaders_) >= maxRowReaders) {
+        // Those of this page's other planes are needed again for the next block.
+        std::erase_if(rowReaders_,
+                      [&](auto const& other) { return other.first.first != page.directory; });
+    }
+    // A handle has a table of all strips and the state of a codec. Where that is too much for all
+    // planes, the last ones share a handle and start their strips anew.
+    auto const numStrips = page.getNumPlanes() * ((page.height - 1) / page.storedBlockHeight + 1);
+    auto const limit = std::max(maxRowReaders, maxReaderBytes / (16 * numStrips + (64LL << 10)));
+    if (std::ssize(rowReaders_) >= limit) {
+        auto shared = rowReaders_.extract(std::prev(rowReaders_.end()));
+        shared.key() = key;
+        shared.mapped().nextRow = 0;
+        return rowReaders_.insert(std::move(shared)).position->second;
+    }
+    RowReader& reader = rowReaders_[key];
+    reader.tiff = open(page, true, &reader.stream);
+    return reader;
+}
+
+void PageDecoder::readRows(PageInfo const& page, long long plane, long long firstRow, Block& block,
+                           CancellationChecker* checker) {
+    RowReader& reader = getRowReader(page, plane);
+    auto* const file = reader.tiff->get();
+    auto const samplesPerPlane = page.getSamplesPerPlane();
+    auto const rowBytes = page.width * samplesPerPlane * getSampleBytes(page.storedType);
+    reader.tiff->check(TIFFScanlineSize(file) == rowBytes, "rows of an unexpected size");
+    Bytes row(static_cast<std::size_t>(rowBytes));
+    auto const sample = static_cast<std::uint16_t>(plane);
+    std::optional<std::uint32_t> strip;
+    bool isStored = false;
+    auto const readRow = [&](long long y) {
+        auto const line = static_cast<std::uint32_t>(y);
+        if (auto const current = TIFFComputeStrip(file, line, sample); current != strip) {
+            strip = current;
+            isStored = getStoredBytes(*reader.tiff, current) != 0;
+        }
+        // As for whole tiles: a codec may write less than it says.
+        if (!isStored || !page.isUncompressed) std::fill(row.begin(), row.end(), std::byte{});
+        if (!isStored) return;
+        auto const result = TIFFReadScanline(file, row.data(), line, sample);
+        reader.tiff->check(result == 1, "damaged row " + std::to_string(y));
+        reader.tiff->checkComplete();
+        reader.nextRow = y + 1;
+    };
+    // From the start of the strip when the reader is in another one or further down already.
+    auto const stripStart = firstRow / page.storedBlockHeight * page.storedBlockHeight;
+    bool const goesOn = reader.nextRow > stripStart && reader.nextRow <= firstRow;
+    if (!page.isUncompressed) {
+        for (long long y = goesOn ? reader.nextRow : stripStart; y < firstRow; ++y) {
+            if (checker && y % rowsPerCheck == 0) checker->checkCancelled();
+            readRow(y);
+        }
+    }
+    Presenter presenter(page, block);
+    for (long long y = 0; y < block.height; ++y) {
+        readRow(firstRow + y);
+        presenter.store(row.data(), page.width, samplesPerPlane, plane, y, 1);
+    }
+    reader.stream->releasePages();
+}
+
+}  // namespace Quivo::detail

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "container/LibTiff.h"
+#include "read/PageInfo.h"
+#include "storage/blocks/BlockCache.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace Quivo {
+class CancellationChecker;
+}
+
+namespace Quivo::detail {
+
+/// Decodes the blocks of a file's pages with as many TIFF handles as there are threads reading.
+/// Locked inside; any thread.
+class PageDecoder {
+public:
+    explicit PageDecoder(std::shared_ptr<File const> file) : file_(std::move(file)) {}
+
+    /// Block (x, y) of the page's grid of `blockWidth` x `blockHeight` blocks, cut to the page. A
+    /// block that takes long asks `checker`, which may be null.
+    /// error: std::runtime_error "PATH: reason" when it is damaged; later reads are not affected.
+    std::shared_ptr<Block const> decode(PageInfo const& page, long long x, long long y,
+                                        CancellationChecker* checker);
+
+private:
+    struct OpenPage {
+        std::uint64_t directory;
+        std::unique_ptr<TiffHandle> tiff;
+    };
+    /// A handle that reads one plane of a page row by row.
+    struct RowReader {
+        std::unique_ptr<TiffHandle> tiff;
+        FileReadStream* stream = nullptr;
+        long long nextRow = 0;
+    };
+
+    std::unique_ptr<TiffHandle> open(PageInfo const& page, bool mapped, FileReadStream** stream);
+    OpenPage takeHandle(PageInfo const& page);
+    void giveBack(OpenPage handle);
+
+    void decodeStored(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
+                      Block& block);
+    void decodeConverted(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
+                         Block& block);
+    void decodeRows(PageInfo const& page, long long y, Block& block, CancellationChecker* checker);
+    RowReader& getRowReader(PageInfo const& page, long long plane);
+    void readRows(PageInfo const& page, long long plane, long long firstRow, Block& block,
+                  CancellationChecker* checker);
+
+    std::shared_ptr<File const> file_;
+    std::mutex handlesMutex_;
+    std::vector<OpenPage> idleHandles_;
+    std::mutex rowsMutex_;
+    std::map<std::pair<std::uint64_t, long long>, RowReader> rowReaders_;  // by directory, plane
+};
+
+}  // namespace Quivo::detail

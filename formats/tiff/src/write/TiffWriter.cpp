@@ -1,0 +1,120 @@
+#include <quivo/tiff/TiffWriter.h>
+
+#include "write/WriteSession.h"
+
+#include <quivo/image/Image.h>
+
+#include <exception>
+#include <new>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+namespace Quivo {
+
+TiffWriter::TiffWriter() { tileExtent = Vector(256, 256, 1); }
+
+TiffWriter::~TiffWriter() = default;
+
+void TiffWriter::setFilename(std::string const& path) { filename = path; }
+
+void TiffWriter::setReplacing(bool replaces) noexcept { replaces_ = replaces; }
+
+void TiffWriter::setCompression(TiffCompression compression) noexcept {
+    compression_ = compression;
+}
+
+void TiffWriter::setQuality(int quality) noexcept { quality_ = quality; }
+
+void TiffWriter::setSampleType(SampleType type) noexcept { sampleType_ = type; }
+
+void TiffWriter::setChannelNames(std::vector<std::string> names) {
+    channelNames_ = std::move(names);
+}
+
+void TiffWriter::setNumThreads(int count) noexcept { numThreads_ = count; }
+
+SampleType TiffWriter::chooseSampleType(ValueRange<double> const& range) noexcept {
+    for (SampleType const type : {SampleType::U8, SampleType::U16}) {
+        if (range == getDefaultValueRange(type)) return type;
+    }
+    return SampleType::F32;
+}
+
+TiffWriter::Outcome TiffWriter::getOutcome() const noexcept { return outcome_; }
+
+std::string const& TiffWriter::getFailure() const noexcept { return failure_; }
+
+bool TiffWriter::isReady() { return !filename.empty(); }
+
+void TiffWriter::writeImage(ProgressMonitor* monitor, CancellationChecker* checker) {
+    outcome_ = Outcome::NotRun;
+    failure_.clear();
+    ImageWriter::writeImage(monitor, checker);
+    // Neither refused nor begun: the first cancellation check ended it.
+    if (outcome_ == Outcome::NotRun) outcome_ = Outcome::Cancelled;
+}
+
+void TiffWriter::beginWriting(DownsampleOrProxy* image, CancellationChecker*) {
+    detail::WritePlan plan;
+    plan.target = filename;
+    plan.replaces = replaces_;
+    plan.valueRange = image->getValueRange();
+    plan.channelNames = channelNames_;
+    plan.voxelSize = image->getVoxelSize(0);
+    plan.computesLevels = !useSrcImagePyramid;
+    auto const numProcessors = static_cast<int>(std::thread::hardware_concurrency());
+    plan.numThreads = numThreads_ > 0 ? numThreads_ : std::max(1, numProcessors);
+    for (long long level = 0; level < image->getNumLevels(); ++level) {
+        plan.extents.push_back(image->getExtent(level));
+    }
+    plan.format = {tileExtent.x,
+                   tileExtent.y,
+                   image->getNumChannels(),
+                   sampleType_.value_or(chooseSampleType(plan.valueRange)),
+                   compression_,
+                   quality_};
+    auto* const samples = dynamic_cast<SampleSource*>(srcImage);
+    if (samples && samples->getStoredType() == plan.format.sampleType) plan.samples = samples;
+    if (tileExtent.z != 1) throw std::runtime_error(filename + ": tiles must be one slice deep");
+    plan.check();
+    session_ = std::make_unique<detail::WriteSession>(std::move(plan));
+}
+
+void TiffWriter::prepareLevel(DownsampleOrProxy*, long long) {}
+
+void TiffWriter::writeLevel(DownsampleOrProxy* image, long long level, ProgressMonitor* monitor,
+                            CancellationChecker* checker) {
+    session_->writeLevel(*image, level, monitor, checker);
+}
+
+void TiffWriter::finalizeImage(ProgressMonitor*, CancellationChecker*) { session_->finish(); }
+
+void TiffWriter::endWriting(bool aborted) {
+    if (!aborted) {
+        session_->commit();
+        session_.reset();
+        outcome_ = Outcome::Complete;
+        return;
+    }
+    session_.reset();
+    outcome_ = Outcome::Failed;
+    auto const reason = std::current_exception();
+    if (!reason) {  // a caller of one's own gave up, without an exception on its way
+        failure_ = filename + ": writing was given up";
+        return;
+    }
+    try {
+        std::rethrow_exception(reason);
+    } catch (CancellationException const&) {
+        outcome_ = Outcome::Cancelled;
+    } catch (std::bad_alloc const&) {
+        failure_ = filename + ": not enough memory to write it";
+    } catch (std::exception const& error) {
+        failure_ = error.what();
+    } catch (...) {
+        failure_ = filename + ": writing ended with an unknown error";
+    }
+}
+
+}  // namespace Quivo

@@ -1,0 +1,7 @@
+#include <quivo/samples/SampleSource.h>
+
+namespace Quivo {
+
+SampleSource::~SampleSource() = default;
+
+}  // namespace Quivo
