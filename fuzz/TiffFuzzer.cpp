@@ -113,7 +113,7 @@ Values toDoubles(SampleType type, std::vector<std::byte> const& bytes, std::size
             return toDoubles<std::int32_t>(bytes, count);
         case SampleType::F32:
             return toDoubles<float>(bytes, count);
-        case SampleType::F64:
+        default:  // no file has other types
             break;
     }
     return toDoubles<double>(bytes, count);
@@ -232,7 +232,7 @@ private:
         if (!whole) return;
         auto const samples = attempt([&] {
             std::vector<std::byte> bytes(whole->size() * sizeof(double));
-            image_.openSamples(bytes.data(), level, region);
+            image_.openSamples(bytes.data(), level, region, {});
             return toDoubles(image_.getSampleType(), bytes, whole->size());
         });
         require(!samples || isSame(*samples, *whole), "samples are the values");

@@ -155,8 +155,9 @@ std::optional<SampleType> Pyramid::getStoredType() const {
     return samples_ ? samples_->getStoredType() : std::nullopt;
 }
 
-void Pyramid::openSamples(void* dst, long long level, Box const& region) {
-    samples_->openSamples(dst, level, region);
+void Pyramid::openSamples(void* dst, long long level, Box const& region,
+                          std::span<long long const> channels) {
+    samples_->openSamples(dst, level, region, channels);
 }
 
 void writePyramid(OutputOptions const& options, Pyramid& pyramid, bool takesLevels,

@@ -12,6 +12,7 @@
 #include <CLI/CLI.hpp>
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -52,7 +53,8 @@ public:
     Vector getExtent(long long level) const override;
     long long getNumLevels() const override { return numLevels_; }
     std::optional<SampleType> getStoredType() const override;
-    void openSamples(void* dst, long long level, Box const& region) override;
+    void openSamples(void* dst, long long level, Box const& region,
+                     std::span<long long const> channels) override;
 
 private:
     SampleSource* samples_;

@@ -2,40 +2,31 @@
 
 #include "samples/Samples.h"
 
+#include <array>
 #include <limits>
 
 namespace Quivo {
 
 std::string toString(SampleType type) {
-    switch (type) {
-        case SampleType::U8:
-            return "u8";
-        case SampleType::U16:
-            return "u16";
-        case SampleType::U32:
-            return "u32";
-        case SampleType::I8:
-            return "i8";
-        case SampleType::I16:
-            return "i16";
-        case SampleType::I32:
-            return "i32";
-        case SampleType::F32:
-            return "f32";
-        case SampleType::F64:
-            return "f64";
-    }
-    return "?";
+    static constexpr std::array names{"u8",  "i8",  "u16", "i16", "u32", "i32",
+                                      "u64", "i64", "f16", "f32", "f64"};
+    auto const index = static_cast<std::size_t>(type);
+    return index < names.size() ? names[index] : "?";
 }
 
 int getSampleBytes(SampleType type) noexcept {
     return detail::visitSampleType(type, [](auto sample) { return int{sizeof(sample)}; });
 }
 
+bool isInteger(SampleType type) noexcept {
+    return detail::visitSampleType(type,
+                                   [](auto sample) { return !detail::isFloat<decltype(sample)>; });
+}
+
 ValueRange<double> getDefaultValueRange(SampleType type) noexcept {
     return detail::visitSampleType(type, [](auto sample) -> ValueRange<double> {
         using T = decltype(sample);
-        if constexpr (std::is_floating_point_v<T>) return {0.0, 1.0};
+        if constexpr (detail::isFloat<T>) return {0.0, 1.0};
         using Limits = std::numeric_limits<T>;
         return {static_cast<double>(Limits::min()), static_cast<double>(Limits::max())};
     });

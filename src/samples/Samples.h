@@ -6,6 +6,7 @@
 #include <quivo/samples/SampleType.h>
 
 #include "kernels/RgbBytes.h"
+#include "samples/Half.h"
 
 #include <cmath>
 #include <cstddef>
@@ -42,16 +43,22 @@ using Bytes = std::vector<std::byte, UninitializedAllocator<std::byte>>;
 template <typename Function>
 auto visitSampleType(SampleType type, Function&& function) {
     switch (type) {
-        case SampleType::U16:
-            return function(std::uint16_t{});
-        case SampleType::U32:
-            return function(std::uint32_t{});
         case SampleType::I8:
             return function(std::int8_t{});
+        case SampleType::U16:
+            return function(std::uint16_t{});
         case SampleType::I16:
             return function(std::int16_t{});
+        case SampleType::U32:
+            return function(std::uint32_t{});
         case SampleType::I32:
             return function(std::int32_t{});
+        case SampleType::U64:
+            return function(std::uint64_t{});
+        case SampleType::I64:
+            return function(std::int64_t{});
+        case SampleType::F16:
+            return function(Half{});
         case SampleType::F32:
             return function(float{});
         case SampleType::F64:
@@ -62,37 +69,55 @@ auto visitSampleType(SampleType type, Function&& function) {
     return function(std::uint8_t{});
 }
 
-/// `value` as a stored sample: integers rounded half up and clamped (NaN becomes the lowest value),
-/// floats clamped to the finite range of the type unless infinite.
+template <typename T>
+inline constexpr bool isFloat = std::is_floating_point_v<T> || std::is_same_v<T, Half>;
+
+/// `value` as a stored sample: integers rounded half up and clamped (NaN becomes 0), floats clamped
+/// to the finite range of the type unless infinite.
 template <typename T>
 [[nodiscard]] T toSample(double value) noexcept {
-    using Limits = std::numeric_limits<T>;
-    constexpr auto lowest = static_cast<double>(Limits::lowest());
-    constexpr auto highest = static_cast<double>(Limits::max());
     if constexpr (std::is_same_v<T, double>) {
         return value;
-    } else if constexpr (std::is_floating_point_v<T>) {
+    } else if constexpr (isFloat<T>) {
+        constexpr double highest =
+            std::is_same_v<T, Half> ? 65504.0 : double{std::numeric_limits<float>::max()};
         if (!std::isfinite(value)) return static_cast<T>(value);
-        return static_cast<T>(value < lowest ? lowest : value > highest ? highest : value);
+        return static_cast<T>(value < -highest ? -highest : value > highest ? highest : value);
+    } else if constexpr (sizeof(T) == 8) {
+        // The ends of these types are no doubles, and large doubles are whole numbers already:
+        // adding a half would round them to their neighbours.
+        constexpr double end = std::is_signed_v<T> ? 0x1p63 : 0x1p64;
+        if (!(value == value)) return 0;
+        double const rounded = value < 0x1p52 && value > -0x1p52 ? std::floor(value + 0.5) : value;
+        if (rounded >= end) return std::numeric_limits<T>::max();
+        if (rounded <= (std::is_signed_v<T> ? -end : 0.0)) return std::numeric_limits<T>::lowest();
+        return static_cast<T>(rounded);
     } else {
+        using Limits = std::numeric_limits<T>;
+        constexpr auto lowest = static_cast<double>(Limits::lowest());
+        constexpr auto highest = static_cast<double>(Limits::max());
         // Compared so that NaN fails the first test; a narrow integer lets the loop vectorise.
         using Wide = std::conditional_t<(sizeof(T) < 4), std::int32_t, std::int64_t>;
         double const raised = value > lowest ? value : lowest;
         double const clamped = raised < highest ? raised : highest;
-        // Where nothing is below 0, cutting off the digits is the floor.
+        // Where nothing is below 0, cutting off the digits is the floor, and NaN became 0.
         if constexpr (std::is_unsigned_v<T>)
             return static_cast<T>(static_cast<Wide>(clamped + 0.5));
-        return static_cast<T>(static_cast<Wide>(std::floor(clamped + 0.5)));
+        double const number = value == value ? clamped : 0.0;
+        return static_cast<T>(static_cast<Wide>(std::floor(number + 0.5)));
     }
 }
 
 /// The mean of a 2 x 2 block of samples: rounded half up for integers, plain for floats.
 template <typename T>
 [[nodiscard]] T meanOfFour(T a, T b, T p, T q) noexcept {
-    if constexpr (std::is_floating_point_v<T>) {
+    if constexpr (isFloat<T>) {
         double const sum = static_cast<double>(a) + static_cast<double>(b) +
                            static_cast<double>(p) + static_cast<double>(q);
         return static_cast<T>(sum * 0.25);
+    } else if constexpr (sizeof(T) == 8) {
+        __extension__ using Wide = __int128;
+        return static_cast<T>((Wide{a} + Wide{b} + Wide{p} + Wide{q} + 2) >> 2);
     } else {
         using Wide = std::conditional_t<(sizeof(T) < 4), std::int32_t, std::int64_t>;
         return static_cast<T>((Wide{a} + Wide{b} + Wide{p} + Wide{q} + 2) >> 2);

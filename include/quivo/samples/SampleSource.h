@@ -5,15 +5,15 @@
 #include <quivo/samples/SampleType.h>
 
 #include <optional>
+#include <span>
 
 namespace Quivo {
 
 /// What an image may be besides: one whose values are samples of one type, and that can give them
-/// as such, without the way through doubles.
+/// as such, those of chosen channels alone, without the way through doubles.
 ///
-/// `TiffWriter` asks its source image for this (by `dynamic_cast`) and stores what it gets where
-/// the types agree; the file is the same either way. A filter that leaves values alone can pass it
-/// on. Threads: as the image.
+/// `readSamples` is how to read an image whether or not it is one. An image that is one derives
+/// from both classes, and gives the same values through both. Threads: as the image.
 class QUIVO_API SampleSource {
 public:
     SampleSource() = default;
@@ -24,9 +24,14 @@ public:
     /// The type of the samples; none when there are no samples to be had.
     [[nodiscard]] virtual std::optional<SampleType> getStoredType() const = 0;
 
-    /// As `Image::openRegion`: `getNumChannels() * region.getSize()` samples, planar, 0 outside.
-    /// `dst` is the caller's and aligned for their type. Not called where there is no type.
-    virtual void openSamples(void* dst, long long level, Box const& region) = 0;
+    /// Reads a box: writes every one of the `channels.size() * region.getSize()` samples of the
+    /// caller's `dst`, planar, 0 outside the level, as `Image::openRegion` does. Plane i holds
+    /// channel `channels[i]`, which lies in [0, getNumChannels() - 1]: any order, repetitions too;
+    /// an empty span means all channels in their order. `dst` is aligned for the samples. Not
+    /// called where there is no type.
+    /// error: what `Image::openRegion` throws.
+    virtual void openSamples(void* dst, long long level, Box const& region,
+                             std::span<long long const> channels) = 0;
 };
 
 }  // namespace Quivo

@@ -64,7 +64,7 @@ private:
     template <typename T>
     void invert(T* row) {
         for (long long x = 0; x < block_.width; ++x) {
-            if constexpr (std::is_floating_point_v<T>) {
+            if constexpr (isFloat<T>) {
                 row[x] = static_cast<T>(page_.valueRange.min + page_.valueRange.max -
                                         static_cast<double>(row[x]));
             } else {

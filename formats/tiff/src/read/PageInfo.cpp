@@ -220,7 +220,7 @@ void PageInfo::readValueRange(TiffHandle& tiff) {
         std::isfinite(stated.min) && std::isfinite(stated.max) && stated.min < stated.max;
     if (!isSensible) return;
     valueRange = stated;
-    if (presentation == Presentation::Inverted && sampleType < SampleType::F32) {
+    if (presentation == Presentation::Inverted && isInteger(sampleType)) {
         // Integers are turned over in the range of their type, and so is what is said of them.
         auto const all = getDefaultValueRange(sampleType);
         valueRange = {all.min + all.max - stated.max, all.min + all.max - stated.min};

@@ -14,6 +14,8 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <numeric>
+#include <span>
 
 namespace Quivo {
 
@@ -52,11 +54,18 @@ public:
           file_(detail::File::openForReading(path)),
           layout_(readLayout()),
           first_(layout_.getFirstPage()),
-          decoder_(file_) {}
+          allChannels_(static_cast<std::size_t>(first_.numChannels)),
+          decoder_(file_) {
+        std::iota(allChannels_.begin(), allChannels_.end(), 0);
+    }
 
     [[nodiscard]] std::string const& getPath() const noexcept { return path_; }
     [[nodiscard]] PyramidLayout const& getLayout() const noexcept { return layout_; }
     [[nodiscard]] PageInfo const& getFirst() const noexcept { return first_; }
+    /// The numbers of all channels in their order.
+    [[nodiscard]] std::span<long long const> getAllChannels() const noexcept {
+        return allChannels_;
+    }
 
     [[nodiscard]] PyramidLayout::Level const* findLevel(long long level) const noexcept {
         bool const exists = level >= 0 && level < static_cast<long long>(layout_.levels.size());
@@ -83,11 +92,11 @@ public:
         return grid.width >= found.extent.x && grid.height >= found.extent.y;
     }
 
-    /// Calls `visit(channel, x, y, samples, count)` for every run of `count` samples, of the
-    /// image's type T, that starts at (x, y) inside an area of a level. Positions that are not
-    /// covered are not visited.
+    /// Calls `visit(i, x, y, samples, count)` for every run of `count` samples of channel
+    /// `channels[i]`, of the image's type T, that starts at (x, y) inside an area of a level.
+    /// Positions that are not covered are not visited.
     template <typename T, typename Visit>
-    void visitRows(Area const& area, Visit&& visit) {
+    void visitRows(Area const& area, std::span<long long const> channels, Visit&& visit) {
         Grid const grid = gridOf(area.level, *findLevel(area.level), area.slice);
         auto const endColumn = std::min(area.endColumn, grid.width);
         auto const endRow = std::min(area.endRow, grid.height);
@@ -103,10 +112,11 @@ public:
                 auto const firstY = std::max(area.firstRow, row);
                 auto const endY = std::min(endRow, row + block->height);
                 auto const* const samples = reinterpret_cast<T const*>(block->samples.data());
-                for (long long c = 0; c < first_.numChannels; ++c) {
+                for (long long i = 0; i < std::ssize(channels); ++i) {
+                    auto const c = channels[static_cast<std::size_t>(i)];
                     auto const* const plane = samples + c * block->height * block->width;
                     for (auto y = firstY; y < endY; ++y) {
-                        visit(c, firstX, y, plane + (y - row) * block->width + firstX - column,
+                        visit(i, firstX, y, plane + (y - row) * block->width + firstX - column,
                               endX - firstX);
                     }
                 }
@@ -119,8 +129,9 @@ public:
     /// pixel short, there is nothing: 0.
     template <typename T, typename Out>
     void store(Out* dst, long long level, Box const& region, Vector const& dstExtent,
-               Vector const& dstPosition) {
+               Vector const& dstPosition, std::span<long long const> channels) {
         if (region.isEmpty()) return;
+        auto const numPlanes = std::ssize(channels);
         auto const* const found = findLevel(level);
         Box const inside = found ? region.intersected(Box(found->extent)) : Box();
         // Where a row of the region begins in the destination; relative to the region, because its
@@ -132,7 +143,7 @@ public:
         };
         Vector const extent = region.getExtent();
         if (inside.isEmpty() || inside != region || !isCovered(level)) {
-            for (long long c = 0; c < first_.numChannels; ++c) {
+            for (long long c = 0; c < numPlanes; ++c) {
                 for (long long z = 0; z < extent.z; ++z) {
                     for (long long y = 0; y < extent.y; ++y) {
                         std::fill_n(rowAt(c, y, z), extent.x, Out{});
@@ -145,11 +156,12 @@ public:
         for (long long z = inside.min.z; z <= inside.max.z; ++z) {
             Area const area{level,           z, inside.min.x, inside.max.x + 1, inside.min.y,
                             inside.max.y + 1};
-            visitRows<T>(
-                area, [&](long long c, long long x, long long y, T const* in, long long run) {
-                    std::copy_n(in, run,
-                                rowAt(c, y - region.min.y, z - region.min.z) + x - region.min.x);
-                });
+            visitRows<T>(area, channels,
+                         [&](long long c, long long x, long long y, T const* in, long long run) {
+                             std::copy_n(
+                                 in, run,
+                                 rowAt(c, y - region.min.y, z - region.min.z) + x - region.min.x);
+                         });
         }
     }
 
@@ -228,11 +240,12 @@ private:
         auto const width = below.endColumn - below.firstColumn;
         auto const plane = width * 2 * count;
         std::vector<T> samples(static_cast<std::size_t>(plane * first_.numChannels));
-        visitRows<T>(below, [&](long long c, long long x, long long y, T const* in, long long run) {
-            std::copy_n(
-                in, run,
-                samples.begin() + c * plane + (y - below.firstRow) * width + x - below.firstColumn);
-        });
+        visitRows<T>(below, allChannels_,
+                     [&](long long c, long long x, long long y, T const* in, long long run) {
+                         std::copy_n(in, run,
+                                     samples.begin() + c * plane + (y - below.firstRow) * width +
+                                         x - below.firstColumn);
+                     });
         auto* const out = reinterpret_cast<T*>(block.samples.data());
         for (long long c = 0; c < first_.numChannels; ++c) {
             for (long long y = 0; y < count; ++y) {
@@ -248,6 +261,7 @@ private:
     std::shared_ptr<detail::File const> file_;
     PyramidLayout layout_;
     PageInfo const& first_;
+    std::vector<long long> allChannels_;
     detail::PageDecoder decoder_;
     detail::BlockCache cache_;
     std::atomic<CancellationChecker*> checker_{nullptr};
@@ -293,16 +307,18 @@ void TiffImage::openTileRegionToPosition(double* dst, long long level, Vector co
                                          Vector const& dstPosition) {
     detail::visitSampleType(getSampleType(), [&](auto sample) {
         reader_->store<decltype(sample)>(dst, level, tileRegion.translated(tilePosition), dstExtent,
-                                         dstPosition);
+                                         dstPosition, reader_->getAllChannels());
     });
 }
 
 std::optional<SampleType> TiffImage::getStoredType() const { return getSampleType(); }
 
-void TiffImage::openSamples(void* dst, long long level, Box const& region) {
+void TiffImage::openSamples(void* dst, long long level, Box const& region,
+                            std::span<long long const> channels) {
+    if (channels.empty()) channels = reader_->getAllChannels();
     detail::visitSampleType(getSampleType(), [&](auto sample) {
         using T = decltype(sample);
-        reader_->store<T>(static_cast<T*>(dst), level, region, region.getExtent(), {});
+        reader_->store<T>(static_cast<T*>(dst), level, region, region.getExtent(), {}, channels);
     });
 }
 

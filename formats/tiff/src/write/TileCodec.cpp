@@ -28,8 +28,7 @@ std::uint16_t toTag(TiffCompression compression) {
 }
 
 std::uint16_t toFormatTag(SampleType type) {
-    bool const isFloat = type == SampleType::F32 || type == SampleType::F64;
-    return isFloat ? SAMPLEFORMAT_IEEEFP : SAMPLEFORMAT_UINT;
+    return isInteger(type) ? SAMPLEFORMAT_UINT : SAMPLEFORMAT_IEEEFP;
 }
 
 }  // namespace

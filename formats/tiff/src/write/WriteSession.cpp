@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <filesystem>
 #include <limits>
@@ -61,9 +62,13 @@ void WritePlan::check() const {
     };
     constexpr long long maxSide = std::numeric_limits<std::uint32_t>::max();
     auto const& f = format;
-    if (f.sampleType == SampleType::I8 || f.sampleType == SampleType::I16 ||
-        f.sampleType == SampleType::I32) {
-        refuse("signed samples are not written; use f32 or f64");
+    constexpr std::array written{SampleType::U8, SampleType::U16, SampleType::U32, SampleType::F32,
+                                 SampleType::F64};
+    if (std::find(written.begin(), written.end(), f.sampleType) == written.end()) {
+        refuse((isInteger(f.sampleType) && f.sampleType != SampleType::U64
+                    ? "signed"
+                    : toString(f.sampleType)) +
+               std::string(" samples are not written; use f32 or f64"));
     }
     if (f.numChannels < 1 || f.numChannels > std::numeric_limits<std::uint16_t>::max()) {
         refuse(std::to_string(f.numChannels) + " channels: TIFF holds 1 to 65535");
@@ -246,7 +251,7 @@ void WriteSession::readSamples(Source& source, long long level, Vector const& co
         Box const region = Box(extent).translated(corner + Vector(0, y, 0));
         auto* const doubles = reinterpret_cast<double*>(values_.get());
         if (plan_.samples) {
-            plan_.samples->openSamples(values_.get(), level, region);
+            plan_.samples->openSamples(values_.get(), level, region, {});
         } else {
             source.openRegion(doubles, level, region);
         }
@@ -272,15 +277,15 @@ void WriteSession::interleave(In const* values, Vector const& extent, long long 
                        (firstRow + y) * plan_.format.width * numChannels;
         if constexpr (areSamples) {
             interleaveRows(values + y * extent.x, extent.x * extent.y, out, extent.x, numChannels);
-            continue;
+        } else {
+            // First the numbers, many at once, then their places.
+            for (long long c = 0; c < numChannels; ++c) {
+                In const* const in = values + (c * extent.y + y) * extent.x;
+                T* const row = rows.data() + c * extent.x;
+                for (long long x = 0; x < extent.x; ++x) row[x] = toSample<T>(in[x]);
+            }
+            interleaveRows(rows.data(), extent.x, out, extent.x, numChannels);
         }
-        // First the numbers, many at once, then their places.
-        for (long long c = 0; c < numChannels; ++c) {
-            In const* const in = values + (c * extent.y + y) * extent.x;
-            T* const row = rows.data() + c * extent.x;
-            for (long long x = 0; x < extent.x; ++x) row[x] = toSample<T>(in[x]);
-        }
-        interleaveRows(rows.data(), extent.x, out, extent.x, numChannels);
     }
 }
 

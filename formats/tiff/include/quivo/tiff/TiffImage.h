@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 namespace Quivo {
@@ -61,9 +62,10 @@ public:
                                   Vector const& dstPosition) override;
     /// `getSampleType()`.
     std::optional<SampleType> getStoredType() const override;
-    /// The same, without the way through doubles.
+    /// The same, without the way through doubles, and of the chosen channels alone.
     /// error: as above.
-    void openSamples(void* dst, long long level, Box const& region) override;
+    void openSamples(void* dst, long long level, Box const& region,
+                     std::span<long long const> channels) override;
     std::string getSliceName(long long index) override;
     /// The name that the file tells (as GDAL's band descriptions, tag 42112); otherwise "Gray", or
     /// "Red", "Green", "Blue" and "Alpha" for what the file marks as such, else empty.
