@@ -99,7 +99,7 @@ inline double toStored(SampleType type, double value) {
         double const lowest = std::numeric_limits<T>::min();
         double const highest = std::numeric_limits<T>::max();
         if constexpr (std::is_floating_point_v<T>) return double{static_cast<T>(value)};
-        if (std::isnan(value)) return lowest;
+        if (std::isnan(value)) return 0.0;
         return std::clamp(std::floor(value + 0.5), lowest, highest);
     });
 }
@@ -196,9 +196,9 @@ inline std::vector<Page> pagesOf(std::string const& text) {
 }
 
 inline void setTags(TIFF* tiff, Page const& page) {
-    int const format = page.type >= F32  ? SAMPLEFORMAT_IEEEFP
-                       : page.type >= I8 ? SAMPLEFORMAT_INT
-                                         : SAMPLEFORMAT_UINT;
+    int const format = page.type >= F32                          ? SAMPLEFORMAT_IEEEFP
+                       : getDefaultValueRange(page.type).min < 0 ? SAMPLEFORMAT_INT
+                                                                 : SAMPLEFORMAT_UINT;
     int const bits = 8 * getSampleBytes(page.type);
     auto tags = page.tags;
     tags.insert({{TIFFTAG_IMAGEWIDTH, page.width}, {TIFFTAG_IMAGELENGTH, page.height}});
