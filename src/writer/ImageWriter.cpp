@@ -13,14 +13,9 @@ namespace Quivo {
 
 namespace {
 
-void checkTileExtent(Vector const& tileExtent) {
-    check(tileExtent.x >= 1 && tileExtent.y >= 1 && tileExtent.z >= 1,
-          "Tile extent must be at least 1 on every axis");
-}
-
 /// The number of tiles of all levels: the unit in which a write reports its progress.
 long long countTiles(Image const& image, long long numLevels, Vector const& tileExtent) {
-    checkTileExtent(tileExtent);  // once more: beginWriting may have changed it
+    detail::checkTileExtent(tileExtent);  // once more: beginWriting may have changed it
     long long total = 0;
     for (long long level = 0; level < numLevels; ++level) {
         Vector const tiles = (image.getExtent(level) - Vector(1)) / tileExtent + Vector(1);
@@ -52,7 +47,10 @@ void ImageWriter::DownsampleOrProxy::openRegion(double* dst, long long level, Bo
     }
     Vector const twice(2, 2, 1);
     Box const srcRegion(region.min * twice, region.max * twice + Vector(1, 1, 0));
+    check(singleLevelImage_.get() != nullptr, "Single-level image not set.");
     long long const numChannels = image_->getNumChannels();
+    check(singleLevelImage_->getNumChannels() == numChannels,
+          "Single-level image has another number of channels than the source image.");
     auto const count = detail::elementCount(srcRegion, numChannels, sizeof(double));
     auto const scratch = detail::allocateScratch(count);
     // The image may be one that does not write what it does not have.
@@ -105,7 +103,7 @@ void ImageWriter::writeImage(ProgressMonitor* monitor, CancellationChecker* chec
     }
     check(isReady(), "Writer is not ready");
     DownsampleOrProxy proxy(srcImage, false);
-    checkTileExtent(tileExtent);
+    detail::checkTileExtent(tileExtent);
     long long const numLevels = srcImage->getNumLevels();
     try {
         beginWriting(&proxy, checker);

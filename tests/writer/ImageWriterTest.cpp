@@ -188,6 +188,15 @@ TEST(DownsampleOrProxy, ComputesOnlyTheLevelAboveTheWrittenOne) {
     Values const old(4096, 5.0);  // so that fresh memory is not 0 by chance
     proxy.setSingleLevelImage(&silent, 0, 0, false);
     EXPECT_EQ(read(proxy, 1, Box(Vector(16, 16, 2))), Values(1024)) << "what nobody writes is 0";
+    for (long long const numChannels : {1, 3}) {  // more would be written than there is room for
+        silent.numChannels = numChannels;
+        EXPECT_EQ(errorOf([&] { (void)read(proxy, 1, Box(Vector(2))); }),
+                  "Single-level image has another number of channels than the source image.");
+    }
+    proxy.setSingleLevelImage(nullptr, 0, 0, false);
+    EXPECT_EQ(errorOf([&] { (void)read(proxy, 1, Box(Vector(2))); }),
+              "Single-level image not set.");
+    EXPECT_EQ(read(proxy, 2, Box(Vector(2))), read(source, 2, Box(Vector(2)))) << "not used here";
     EXPECT_EQ(proxy.getExtent(1), source.getExtent(1));
     EXPECT_EQ(proxy.getNumLevels(), 7);
 }

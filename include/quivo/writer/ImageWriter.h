@@ -39,12 +39,15 @@ public:
 
         /// Serves `level + 1` from now on out of `image`, whose level `imageLevel` holds the
         /// content of `level`. With `takeOwnership` the proxy deletes `image` when it is replaced
-        /// or at the end. `image` must accept regions that reach past its border.
+        /// or at the end. `image` must accept regions that reach past its border. Nothing is
+        /// checked here: null is legal as long as that level is not read.
         virtual void setSingleLevelImage(Image* image, long long level, long long imageLevel,
                                          bool takeOwnership);
 
         /// As `Image::openRegion`. On the downsampling path a value is the mean of the 2 x 2 block
         /// of the level below, neither rounded nor clipped to that level's extent.
+        /// error: std::runtime_error when the single-level image is needed and is null, or has
+        /// another number of channels than the source image.
         /// error: std::bad_alloc, and what the image's read throws.
         virtual void openRegion(double* dst, long long level, Box const& region);
 
