@@ -7,6 +7,8 @@
 #include "core/Storage.h"
 #include "kernels/Mean.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 
 namespace Quivo {
@@ -31,7 +33,10 @@ ImageWriter::DownsampleOrProxy::DownsampleOrProxy(Image* image, bool takeOwnersh
     check(image != nullptr, "Source image for writing not set.");
 }
 
-ImageWriter::DownsampleOrProxy::~DownsampleOrProxy() = default;
+ImageWriter::DownsampleOrProxy::~DownsampleOrProxy() {
+    // Members go in reverse order, but the source goes first.
+    image_.reset(nullptr, false);
+}
 
 void ImageWriter::DownsampleOrProxy::setSingleLevelImage(Image* image, long long level,
                                                          long long imageLevel, bool takeOwnership) {
@@ -116,6 +121,15 @@ void ImageWriter::writeImage(ProgressMonitor* monitor, CancellationChecker* chec
         }
         finalizeImage(monitor, checker);
         endWriting(false);
+#ifdef __GLIBCXX__
+    } catch (abi::__forced_unwind const&) {
+        // The thread is being ended, which must not stop here.
+        try {
+            endWriting(true);
+        } catch (...) {
+        }
+        throw;
+#endif
     } catch (...) {
         endWriting(true);
     }
