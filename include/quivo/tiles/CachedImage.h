@@ -87,6 +87,9 @@ private:
     Vector tileExtent_;
     Vector numTiles_;
     long long numChannels_ = 0;
+    /// Guards `hash_` and `tiles_`, the tiles' values too. Held over the source's `getHash`,
+    /// `getNumChannels` and `openRegion`: locks of what lies below come after it, so none of them
+    /// is held when it is taken; those of caches above may be.
     Lock lock_;
     std::unique_ptr<TileStore> tiles_;
 };
