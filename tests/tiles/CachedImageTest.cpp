@@ -86,9 +86,7 @@ TEST(CachedImage, RefusesASourceThatReadsThroughItAndStaysWhole) {
             source.act = [&] { (void)read(*read1, 1, tile); };
             EXPECT_EQ(errorOf([&] { (void)read(*read1, 0, tile); }), refusal);
         }
-        source.act = [&] {
-            EXPECT_EQ(errorOf([&] { (void)read(outer, 0, tile); }), refusal);
-        };
+        source.act = [&] { EXPECT_EQ(errorOf([&] { (void)read(outer, 0, tile); }), refusal); };
         EXPECT_EQ(read(outer, 0, all), expected) << "where the source swallows it";
         outer.clearCache();
         source.act = [&] { inner.clearCache(), outer.clearCache(); };
