@@ -5,6 +5,7 @@
 #include <quivo/image/Facets.h>
 #include <quivo/image/Image.h>
 
+#include "samples/Channels.h"
 #include "samples/Samples.h"
 
 #include <numeric>
@@ -24,9 +25,7 @@ std::vector<long long> listChannels(Image const& image, std::span<long long cons
         return all;
     }
     for (long long const channel : channels) {
-        check(channel >= 0 && channel < count, "Channel " + std::to_string(channel) +
-                                                   " does not exist, the image has " +
-                                                   std::to_string(count) + ".");
+        detail::checkChannel(channel, count);
     }
     return {channels.begin(), channels.end()};
 }

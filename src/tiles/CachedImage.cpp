@@ -144,8 +144,9 @@ bool CachedImage::isInGrid(long long level, Vector const& tile) const noexcept {
 double* CachedImage::findOrRead(long long level, Vector const& tile) {
     TileStore::Key const key{level, numTiles_.getStrides().dot(tile)};
     if (double* const values = tiles_->find(key)) return values;
-    check(source_->getNumChannels() == numChannels_,
-          "The source of a cache has changed its number of channels");
+    if (source_->getNumChannels() != numChannels_) {  // no text, as above: a miss takes no memory
+        throw std::runtime_error("The source of a cache has changed its number of channels");
+    }
     auto const count = detail::elementCount(tileExtent_, numChannels_, sizeof(double));
     return tiles_->add(key, count, [&](double* values) {
         source_->openRegion(values, level, Box(tileExtent_).translated(tileExtent_ * tile));
