@@ -29,6 +29,7 @@
 #include <quivo/tiles/CachedImage.h>
 #include <quivo/tiles/GenericTileLoader.h>
 #include <quivo/tiles/TileImage.h>
+#include <quivo/util/Cancellation.h>
 #include <quivo/util/Color.h>
 #include <quivo/util/Files.h>
 #include <quivo/util/Lock.h>
