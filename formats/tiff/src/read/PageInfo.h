@@ -73,6 +73,14 @@ struct PageInfo {
         return isSeparate ? 1 : storedSamples;
     }
 
+    /// Whether a block holds one channel: planes that lie apart are decoded only when asked for.
+    [[nodiscard]] bool isDecodedByPlane() const noexcept {
+        return isSeparate && presentation != Presentation::Converted;
+    }
+    [[nodiscard]] long long getChannelsPerBlock() const noexcept {
+        return isDecodedByPlane() ? 1 : numChannels;
+    }
+
     /// Whether two pages hold slices (or levels) of one image.
     [[nodiscard]] bool hasPixelsLike(PageInfo const& other) const noexcept;
 
