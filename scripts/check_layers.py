@@ -49,8 +49,6 @@ OUTER = {
 EXCEPTIONS = {
     # Its questions are about images; its header names the class only.
     "src/core/Resolution.cpp": {"quivo/image/Image.h"},
-    # The checker lies beside the writer until it has a room of its own.
-    "src/filters/PiecewiseFilter.cpp": {"quivo/writer/Progress.h"},
     # What it tries out is still the tool's own.
     "fuzz/ArgumentsFuzzer.cpp": {"options/Arguments.h", "Source.h", "terminal/Text.h"},
 }

@@ -37,7 +37,10 @@
 #include <quivo/samples/SampleType.h>
 #include <quivo/tiles/CachedImage.h>
 #include <quivo/tiles/GenericTileLoader.h>
+#include <quivo/tiles/MemoryBudget.h>
+#include <quivo/tiles/OpenOptions.h>
 #include <quivo/tiles/TileImage.h>
+#include <quivo/util/Cancellation.h>
 #include <quivo/util/Color.h>
 #include <quivo/util/Files.h>
 #include <quivo/util/Lock.h>
