@@ -25,6 +25,7 @@
 #include <quivo/filters/SliceFilter.h>
 #include <quivo/filters/SubImageFilter.h>
 #include <quivo/image/BufferImage.h>
+#include <quivo/image/ChannelNames.h>
 #include <quivo/image/DisplayView.h>
 #include <quivo/image/Facets.h>
 #include <quivo/image/Image.h>

@@ -9,10 +9,10 @@
 #include "storage/files/File.h"
 
 #include <quivo/core/Levels.h>
+#include <quivo/image/ChannelNames.h>
 #include <quivo/util/Paths.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <numeric>
 #include <span>
@@ -393,10 +393,8 @@ std::string TiffImage::getChannelName(long long index) {
     auto const& told = reader_->getLayout().channelNames;
     auto const position = static_cast<std::size_t>(index);
     if (position < told.size() && !told[position].empty()) return told[position];
-    if (first.numChannels == 1) return "Gray";
-    static constexpr std::array names{"Red", "Green", "Blue", "Alpha"};
-    long long const numNamed = !first.hasColours ? 0 : first.hasAlpha ? 4 : 3;
-    return index < numNamed ? names[position] : "";
+    if (first.numChannels == 1) return getUsualChannelName(index, 1);
+    return getUsualChannelName(index, !first.hasColours ? 0 : first.hasAlpha ? 4 : 3);
 }
 
 std::string TiffImage::getId() const { return getImageIdFromPath(reader_->getPath()); }
