@@ -156,12 +156,12 @@ public:
         for (long long z = inside.min.z; z <= inside.max.z; ++z) {
             Area const area{level,           z, inside.min.x, inside.max.x + 1, inside.min.y,
                             inside.max.y + 1};
-            visitRows<T>(area, channels,
-                         [&](long long c, long long x, long long y, T const* in, long long run) {
-                             std::copy_n(
-                                 in, run,
-                                 rowAt(c, y - region.min.y, z - region.min.z) + x - region.min.x);
-                         });
+            visitRows<T>(
+                area, channels,
+                [&](long long c, long long x, long long y, T const* in, long long run) {
+                    detail::convertRow(
+                        in, rowAt(c, y - region.min.y, z - region.min.z) + x - region.min.x, run);
+                });
         }
     }
 
