@@ -17,19 +17,11 @@
 #define QUIVO_IF_AVX2(...)
 #endif
 
-/// Declares a kernel and its variants. What stands before it in the same line goes with the first
-/// only: templates have a macro of their own.
+// Kernels are plain functions, one overload per type, made by macros where there are many: GCC 12
+// compiles function templates without the instruction set that their attribute names.
 #define QUIVO_DECLARE_VARIANTS(name, parameters)        \
     QUIVO_IF_AVX2(void name##Avx2 parameters noexcept;) \
     void name##Plain parameters noexcept;               \
-    void name parameters noexcept
-
-/// The same for templates; behind the parameters stand those of the template.
-#define QUIVO_DECLARE_TYPED_VARIANTS(name, parameters, ...)                    \
-    QUIVO_IF_AVX2(template <__VA_ARGS__> void name##Avx2 parameters noexcept;) \
-    template <__VA_ARGS__>                                                     \
-    void name##Plain parameters noexcept;                                      \
-    template <__VA_ARGS__>                                                     \
     void name parameters noexcept
 
 #define QUIVO_DEFINE_VARIANTS(name, parameters, arguments)                                     \
@@ -37,25 +29,6 @@
         [[gnu::target("avx2")]] void name##Avx2 parameters noexcept { name##Body arguments; }) \
     void name##Plain parameters noexcept { name##Body arguments; }                             \
     void name parameters noexcept { QUIVO_CALL_VARIANT(name, arguments); }
-
-#define QUIVO_DEFINE_TYPED_VARIANTS(name, parameters, arguments, ...)                          \
-    QUIVO_IF_AVX2(                                                                             \
-        template <__VA_ARGS__>                                                                 \
-        [[gnu::target("avx2")]] void name##Avx2 parameters noexcept { name##Body arguments; }) \
-    template <__VA_ARGS__>                                                                     \
-    void name##Plain parameters noexcept {                                                     \
-        name##Body arguments;                                                                  \
-    }                                                                                          \
-    template <__VA_ARGS__>                                                                     \
-    void name parameters noexcept {                                                            \
-        QUIVO_CALL_VARIANT(name, arguments);                                                   \
-    }
-
-/// Compiles a template's variants for the types that the parameters name.
-#define QUIVO_INSTANTIATE_VARIANTS(name, parameters)             \
-    QUIVO_IF_AVX2(template void name##Avx2 parameters noexcept;) \
-    template void name##Plain parameters noexcept;               \
-    template void name parameters noexcept;
 
 /// The one place where a kernel takes its variant.
 #if QUIVO_HAS_AVX2_VARIANTS
