@@ -9,7 +9,7 @@ import sys
 CORE = {
     "core": set(),
     "util": {"core"},
-    "kernels": {"core"},
+    "kernels": set(),
     "image": {"core", "util", "kernels"},
     "samples": {"image", "core", "util", "kernels"},
     "filters": {"samples", "image", "core", "util", "kernels"},
@@ -106,9 +106,11 @@ def violations(root):
                 umbrella = not in_core and target == UMBRELLA
                 if not umbrella and target.rpartition("/")[0] not in public:
                     yield f"{relative}: {room} may not include {target}"
+            elif target.endswith(".h") and find_internal(root, path, target):
+                yield f"{relative}: internal headers stand in quotes: {target}"
 
 
 found = [*violations(pathlib.Path(sys.argv[1]) if len(sys.argv) > 1
-                    else pathlib.Path(__file__).resolve().parents[1])]
+                    else pathlib.Path(__file__).resolve().parents[2])]
 print("\n".join(found))
 sys.exit(1 if found else 0)
