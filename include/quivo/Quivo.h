@@ -24,6 +24,7 @@
 #include <quivo/image/Image.h>
 #include <quivo/image/ImagePyramid.h>
 #include <quivo/image/InvariableImage.h>
+#include <quivo/image/StoredLayout.h>
 #include <quivo/samples/SampleSource.h>
 #include <quivo/samples/SampleType.h>
 #include <quivo/tiles/CachedImage.h>

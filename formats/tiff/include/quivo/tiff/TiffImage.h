@@ -1,6 +1,7 @@
 #pragma once
 
 #include <quivo/image/DisplayView.h>
+#include <quivo/image/StoredLayout.h>
 #include <quivo/samples/SampleSource.h>
 #include <quivo/samples/SampleType.h>
 #include <quivo/tiles/TileImage.h>
@@ -31,7 +32,7 @@ class CancellationChecker;
 /// Decoded blocks are kept in the file's own sample type, in memory that grows with the width of
 /// the image at most, so that reading down the image decodes everything once. The file must not
 /// change while it is open. Locked inside; any thread may read, several at once.
-class QUIVO_API TiffImage : public TileImage, public SampleSource {
+class QUIVO_API TiffImage : public TileImage, public SampleSource, public StoredLayout {
 public:
     /// Opens a file.
     /// error: std::runtime_error, one line that starts with the path, when the file cannot be read,
@@ -80,10 +81,10 @@ public:
     Image* getViewableRepresentation() override;
 
     /// Whether the file holds this level, so that reading it computes nothing.
-    [[nodiscard]] bool isLevelStored(long long level) const noexcept;
+    [[nodiscard]] bool isLevelStored(long long level) const noexcept override;
 
     /// Whether level 0 lies in the file in tiles; otherwise in strips across the whole image.
-    [[nodiscard]] bool isTiled() const noexcept;
+    [[nodiscard]] bool isTiled() const noexcept override;
 
     /// The type of the values delivered: the file's, or `U8` where colours are converted.
     [[nodiscard]] SampleType getSampleType() const noexcept;
