@@ -10,11 +10,13 @@ CORE = {
     "core": set(),
     "util": {"core"},
     "kernels": {"core"},
-    "image": {"core", "util", "kernels"},
+    # Three rooms side by side: what an image is, and what it may be besides.
+    "image": {"samples", "metadata", "core", "util", "kernels"},
     "samples": {"image", "core", "util", "kernels"},
-    "filters": {"samples", "image", "core", "util", "kernels"},
-    "tiles": {"samples", "image", "core", "util", "kernels"},
-    "channels": {"samples", "image", "core", "util", "kernels"},
+    "metadata": {"image", "core", "util"},
+    "filters": {"samples", "metadata", "image", "core", "util", "kernels"},
+    "tiles": {"samples", "metadata", "image", "core", "util", "kernels"},
+    "channels": {"samples", "metadata", "image", "core", "util", "kernels"},
     "writer": {"filters", "samples", "image", "core", "util", "kernels"},
 }
 PUBLIC = {f"quivo/{room}" for room in CORE}
@@ -47,6 +49,8 @@ OUTER = {
 EXCEPTIONS = {
     # Its questions are about images; its header names the class only.
     "src/core/Resolution.cpp": {"quivo/image/Image.h"},
+    # The checker lies beside the writer until it has a room of its own.
+    "src/filters/PiecewiseFilter.cpp": {"quivo/writer/Progress.h"},
     # What it tries out is still the tool's own.
     "fuzz/ArgumentsFuzzer.cpp": {"options/Arguments.h", "Source.h", "terminal/Text.h"},
 }

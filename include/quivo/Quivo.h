@@ -3,6 +3,7 @@
 /// \file
 /// Everything the core library offers.
 
+#include <quivo/channels/BankImage.h>
 #include <quivo/channels/ChannelBank.h>
 #include <quivo/core/Box.h>
 #include <quivo/core/Buffer.h>
@@ -10,21 +11,29 @@
 #include <quivo/core/Levels.h>
 #include <quivo/core/Resolution.h>
 #include <quivo/core/Storage.h>
+#include <quivo/core/Strips.h>
 #include <quivo/core/ValueRange.h>
 #include <quivo/core/Vector.h>
 #include <quivo/core/Version.h>
 #include <quivo/filters/ArbitraryDownsampleFilter.h>
+#include <quivo/filters/ChannelFilter.h>
 #include <quivo/filters/Downsampling.h>
 #include <quivo/filters/Filter.h>
+#include <quivo/filters/HalvedLevels.h>
+#include <quivo/filters/PiecewiseFilter.h>
 #include <quivo/filters/ScaleFilter.h>
 #include <quivo/filters/SliceFilter.h>
 #include <quivo/filters/SubImageFilter.h>
 #include <quivo/image/BufferImage.h>
 #include <quivo/image/DisplayView.h>
+#include <quivo/image/Facets.h>
 #include <quivo/image/Image.h>
 #include <quivo/image/ImagePyramid.h>
 #include <quivo/image/InvariableImage.h>
+#include <quivo/image/PixelsInMemory.h>
 #include <quivo/image/StoredLayout.h>
+#include <quivo/metadata/Metadata.h>
+#include <quivo/samples/ReadSamples.h>
 #include <quivo/samples/SampleSource.h>
 #include <quivo/samples/SampleType.h>
 #include <quivo/tiles/CachedImage.h>

@@ -2,7 +2,7 @@
 
 #include <quivo/core/Box.h>
 #include <quivo/core/Levels.h>
-#include <quivo/image/BufferImage.h>
+#include <quivo/image/PixelsInMemory.h>
 
 #include "core/Arithmetic.h"
 #include "core/Storage.h"
@@ -10,34 +10,13 @@
 
 #include <algorithm>
 #include <optional>
-#include <typeinfo>
 
 namespace Quivo {
-
-namespace {
-
-/// The planes under `region` where the source is a buffer of doubles that has all of them; nothing
-/// for other images, also those derived from such buffers, and where planes do not follow each
-/// other evenly.
-std::optional<detail::PlanesView> findInMemory(Image const& source, long long level,
-                                               Box const& region) {
-    if (typeid(source) != typeid(BufferImage<double>)) return std::nullopt;
-    auto const& image = dynamic_cast<BufferImage<double> const&>(source);
-    Vector const e = image.getExtent(level);
-    if (!Box(e).contains(region.min) || !Box(e).contains(region.max)) return std::nullopt;
-    long long const numSlices = region.getExtent().z;
-    long long const plane = e.x * e.y;
-    bool const takesAll = numSlices == e.z || image.getNumChannels() == 1;
-    if (!takesAll && numSlices > 1) return std::nullopt;
-    return detail::PlanesView{image.getLevelBuffer(level) + region.min.dot(e.getStrides()), e.x,
-                              takesAll ? plane : plane * e.z};
-}
-
-}  // namespace
 
 ArbitraryDownsampleFilter::ArbitraryDownsampleFilter(Image* source, double scaleFactor,
                                                      bool takeOwnership)
     : Filter(source, takeOwnership), scaleFactor_(scaleFactor) {
+    offerMetadata(&grown_);
     check(scaleFactor > 0.0 && scaleFactor < 1.0, "Scale Factor is not between 0 and 1");
 }
 
@@ -75,8 +54,10 @@ void ArbitraryDownsampleFilter::openRegion(double* dst, long long level, Box con
     Vector const numUsed(std::max(columns.getEnd(), 1LL), std::max(rows.getEnd(), 1LL),
                          region.getExtent().z);
     Box const used = Box(numUsed).translated(srcRegion.min);
-    if (auto const planes = findInMemory(*getSource(), level, used)) {
-        detail::averageByArea(*planes, dst, numChannels * region.getExtent().z, columns, rows);
+    auto const* const memory = findPixelsInMemory(*getSource());
+    if (auto const planes = memory ? memory->findPlanes(level, used) : std::nullopt) {
+        detail::averageByArea({planes->values, planes->rowStride, planes->planeStride}, dst,
+                              numChannels * region.getExtent().z, columns, rows);
         return;
     }
     // The source fills all of it: no zeros beforehand.
@@ -85,6 +66,15 @@ void ArbitraryDownsampleFilter::openRegion(double* dst, long long level, Box con
     Vector const extent = srcRegion.getExtent();
     detail::averageByArea({scratch.get(), extent.x, extent.x * extent.y}, dst,
                           numChannels * extent.z, columns, rows);
+}
+
+Metadata ArbitraryDownsampleFilter::Grown::getMetadata() {
+    Metadata result = handOnMetadata(filter_, *filter_.getSource());
+    double const growth = 1.0 / filter_.scaleFactor_;
+    auto const exact = Quivo::getMetadata(*filter_.getSource()).pixelSize;
+    result.pixelSize = {exact[0] * growth, exact[1] * growth, exact[2]};
+    if (result.place) result.place->moveAndGrow(0.0, 0.0, 0.0, growth, growth);
+    return result;
 }
 
 }  // namespace Quivo

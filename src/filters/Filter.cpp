@@ -2,7 +2,9 @@
 
 namespace Quivo {
 
-Filter::Filter(Image* source, bool takeOwnership) noexcept : source_(source, takeOwnership) {}
+Filter::Filter(Image* source, bool takeOwnership) noexcept : source_(source, takeOwnership) {
+    offerMetadata(&handedOn_);
+}
 
 Filter::~Filter() = default;
 
@@ -35,5 +37,7 @@ std::string Filter::getGroupId() const { return source_->getGroupId(); }
 ContentHash Filter::getHash() { return source_->getHash(); }
 
 Image* Filter::getViewableRepresentation() { return viewableRepresentation_.get(*this); }
+
+Metadata Filter::HandedOn::getMetadata() { return handOnMetadata(filter_, *filter_.source_); }
 
 }  // namespace Quivo

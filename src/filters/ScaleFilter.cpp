@@ -6,7 +6,9 @@ namespace Quivo {
 
 ScaleFilter::ScaleFilter(Image* source, double scale, double offset, bool roundValues,
                          bool takeOwnership)
-    : Filter(source, takeOwnership), scale_(scale), offset_(offset), roundValues_(roundValues) {}
+    : Filter(source, takeOwnership), scale_(scale), offset_(offset), roundValues_(roundValues) {
+    offerMetadata(&mapped_);
+}
 
 ScaleFilter::ScaleFilter(Image* source, double scale, bool roundValues, bool takeOwnership)
     : ScaleFilter(source, scale, 0.0, roundValues, takeOwnership) {}
@@ -14,6 +16,7 @@ ScaleFilter::ScaleFilter(Image* source, double scale, bool roundValues, bool tak
 ScaleFilter::ScaleFilter(Image* source, ValueRange<double> targetRange, bool roundValues,
                          bool takeOwnership)
     : Filter(source, takeOwnership), roundValues_(roundValues) {
+    offerMetadata(&mapped_);
     ValueRange<double> const range = source->getValueRange();
     scale_ = (targetRange.max - targetRange.min) / (range.max - range.min);
     offset_ = targetRange.min - scale_ * range.min;
@@ -28,12 +31,24 @@ ValueRange<double> ScaleFilter::getValueRange() const {
 
 void ScaleFilter::openRegion(double* dst, long long level, Box const& region) {
     getSource()->openRegion(dst, level, region);
-    long long const count = getSource()->getNumChannels() * region.getSize();
+    map(dst, getSource()->getNumChannels() * region.getSize());
+}
+
+void ScaleFilter::map(double* values, long long count) const noexcept {
     if (roundValues_) {
-        detail::scaleAndRoundValues(dst, count, scale_, offset_);
+        detail::scaleAndRoundValues(values, count, scale_, offset_);
     } else {
-        detail::scaleValues(dst, count, scale_, offset_);
+        detail::scaleValues(values, count, scale_, offset_);
     }
+}
+
+Metadata ScaleFilter::Mapped::getMetadata() {
+    auto noData = Quivo::getMetadata(*filter_.getSource()).noData;
+    if (noData) filter_.map(&*noData, 1);
+    Metadata result = handOnMetadata(filter_, *filter_.getSource());
+    result.noData = noData;
+    for (auto& channel : result.channels) channel.window.reset();
+    return result;
 }
 
 }  // namespace Quivo

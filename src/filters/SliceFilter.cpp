@@ -4,6 +4,7 @@ namespace Quivo {
 
 SliceFilter::SliceFilter(Image* source, long long slice, bool takeOwnership)
     : SubImageFilter(source, Box(), 0, takeOwnership), slice_(slice) {
+    offerAgain<SliceFilter>();
     Box bounds(source->getExtent(0));
     bounds.min.z = bounds.max.z = slice;
     setSubImageBounds(bounds, 0);

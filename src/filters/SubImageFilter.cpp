@@ -1,8 +1,10 @@
 #include <quivo/filters/SubImageFilter.h>
 
 #include <quivo/core/Levels.h>
+#include <quivo/samples/ReadSamples.h>
 
 #include "core/Planes.h"
+#include "samples/Samples.h"
 
 #include <algorithm>
 
@@ -10,6 +12,8 @@ namespace Quivo {
 
 SubImageFilter::SubImageFilter(Image* source, Box bounds, long long level, bool takeOwnership)
     : Filter(source, takeOwnership) {
+    offerSamples<SubImageFilter>(&beside_);
+    offerMetadata(&beside_);
     setSubImageBounds(bounds, level);
 }
 
@@ -45,6 +49,40 @@ void SubImageFilter::openRegion(double* dst, long long level, Box const& region)
     if (inside != region) {
         detail::zeroOutside(dst, region, inside, getSource()->getNumChannels());
     }
+}
+
+std::optional<SampleType> SubImageFilter::Beside::getStoredType() const {
+    auto const* const source = findSampleSource(*filter_.getSource());
+    return source ? source->getStoredType() : std::nullopt;
+}
+
+void SubImageFilter::Beside::openSamples(void* dst, long long level, Box const& region,
+                                         std::span<long long const> channels) {
+    if (region.isEmpty()) return;
+    auto& source = *findSampleSource(*filter_.getSource());
+    Vector const offset = convertToLevel(filter_.bounds_.min, 0, level);
+    source.openSamples(dst, detail::wrappingAdd(level, filter_.baseLevel_),
+                       region.translated(offset), channels);
+    Box const inside = Box(filter_.SubImageFilter::getExtent(level)).intersected(region);
+    long long const numPlanes =
+        channels.empty() ? filter_.getSource()->getNumChannels() : std::ssize(channels);
+    detail::visitSampleType(*source.getStoredType(), [&](auto zero) {
+        detail::zeroOutside(static_cast<decltype(zero)*>(dst), region, inside, numPlanes);
+    });
+}
+
+Metadata SubImageFilter::Beside::getMetadata() {
+    Metadata result = handOnMetadata(filter_, *filter_.getSource());
+    auto const growth = static_cast<double>(pow2(filter_.baseLevel_));
+    auto const exact = Quivo::getMetadata(*filter_.getSource()).pixelSize;
+    result.pixelSize = {exact[0] * growth, exact[1] * growth, exact[2]};
+    if (result.place) {
+        Vector const& corner = filter_.bounds_.min;
+        result.place->moveAndGrow(static_cast<double>(corner.x) * growth,
+                                  static_cast<double>(corner.y) * growth,
+                                  static_cast<double>(corner.z), growth, growth);
+    }
+    return result;
 }
 
 }  // namespace Quivo

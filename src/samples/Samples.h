@@ -124,6 +124,27 @@ template <typename T>
     }
 }
 
+/// A sample as one of another type: between integers directly and clamped, so that all of their
+/// digits count; otherwise by way of a double.
+template <typename Out, typename In>
+[[nodiscard]] Out convertSample(In value) noexcept {
+    if constexpr (std::is_same_v<In, Out>) {
+        return value;
+    } else if constexpr (isFloat<In> || isFloat<Out>) {
+        return toSample<Out>(static_cast<double>(value));
+    } else {
+        using Limits = std::numeric_limits<Out>;
+        if (std::cmp_less(value, Limits::lowest())) return Limits::lowest();
+        return std::cmp_greater(value, Limits::max()) ? Limits::max() : static_cast<Out>(value);
+    }
+}
+
+/// The same for `count` samples.
+template <typename In, typename Out>
+void convertSamples(In const* in, Out* out, long long count) noexcept {
+    for (long long i = 0; i < count; ++i) out[i] = convertSample<Out>(in[i]);
+}
+
 /// Calls `function` with the number of channels, for the usual ones as a constant, so that loops
 /// over the channels of a pixel unroll.
 template <typename Function>

@@ -30,12 +30,23 @@ public:
     Vector getTileExtent() const override;
     /// Reads the source region under `region`, at once, into a scratch block of its size and
     /// shrinks it: memory for about `region.getSize()` / scaleFactor^2 doubles per channel. A large
-    /// region is better read in pieces. The pixels of a `BufferImage<double>` are taken where they
-    /// lie.
+    /// region is better read in pieces. Pixels of a source that shows them
+    /// in memory (`PixelsInMemory`, such as `BufferImage<double>`) are taken where they lie.
     /// error: std::bad_alloc.
     void openRegion(double* dst, long long level, Box const& region) override;
 
 private:
+    /// The source's metadata with its pixels grown.
+    class Grown final : public MetadataSource {
+    public:
+        explicit Grown(ArbitraryDownsampleFilter& filter) noexcept : filter_(filter) {}
+        [[nodiscard]] Metadata getMetadata() override;
+
+    private:
+        ArbitraryDownsampleFilter& filter_;
+    };
+
+    Grown grown_{*this};
     double scaleFactor_;
 };
 

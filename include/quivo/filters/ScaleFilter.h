@@ -39,6 +39,19 @@ public:
     void openRegion(double* dst, long long level, Box const& region) override;
 
 private:
+    /// The source's metadata without what is said of the values before they are mapped.
+    class Mapped final : public MetadataSource {
+    public:
+        explicit Mapped(ScaleFilter& filter) noexcept : filter_(filter) {}
+        [[nodiscard]] Metadata getMetadata() override;
+
+    private:
+        ScaleFilter& filter_;
+    };
+
+    void map(double* values, long long count) const noexcept;
+
+    Mapped mapped_{*this};
     double scale_;
     double offset_;
     bool roundValues_;

@@ -3,6 +3,7 @@
 #include <quivo/core/Box.h>
 #include <quivo/core/Export.h>
 #include <quivo/filters/Filter.h>
+#include <quivo/samples/SampleSource.h>
 
 namespace Quivo {
 
@@ -38,6 +39,20 @@ public:
     void openRegion(double* dst, long long level, Box const& region) override;
 
 private:
+    /// The source's samples and metadata, as the box shows them.
+    class Beside final : public SampleSource, public MetadataSource {
+    public:
+        explicit Beside(SubImageFilter& filter) noexcept : filter_(filter) {}
+        [[nodiscard]] std::optional<SampleType> getStoredType() const override;
+        void openSamples(void* dst, long long level, Box const& region,
+                         std::span<long long const> channels) override;
+        [[nodiscard]] Metadata getMetadata() override;
+
+    private:
+        SubImageFilter& filter_;
+    };
+
+    Beside beside_{*this};
     Box bounds_;
     long long baseLevel_ = 0;
 };

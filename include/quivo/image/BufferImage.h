@@ -3,8 +3,11 @@
 #include <quivo/core/Export.h>
 #include <quivo/core/ValueRange.h>
 #include <quivo/core/Vector.h>
+#include <quivo/image/Facets.h>
 #include <quivo/image/ImagePyramid.h>
 #include <quivo/image/InvariableImage.h>
+#include <quivo/image/PixelsInMemory.h>
+#include <quivo/samples/SampleSource.h>
 
 #include <string>
 
@@ -15,7 +18,7 @@ namespace Quivo {
 ///
 /// T is `double` or `unsigned char`. Immutable after construction; any thread.
 template <typename T>
-class QUIVO_API BufferImage : public InvariableImage {
+class QUIVO_API BufferImage : public InvariableImage, public Facets {
 public:
     /// `data` holds `Box(extent).getSize() * numChannels` planar elements, is read during the call
     /// and never referenced afterwards. `valueRange` is what `getValueRange()` answers; `voxelSize`
@@ -45,6 +48,21 @@ public:
     std::string getGroupId() const override;
 
 private:
+    /// The pixels as they are: samples of type T, and in memory those that are doubles.
+    class AsTheyAre final : public SampleSource, public PixelsInMemory {
+    public:
+        explicit AsTheyAre(BufferImage const& image) noexcept : image_(image) {}
+        [[nodiscard]] std::optional<SampleType> getStoredType() const override;
+        void openSamples(void* dst, long long level, Box const& region,
+                         std::span<long long const> channels) override;
+        [[nodiscard]] std::optional<Planes> findPlanes(long long level,
+                                                       Box const& region) const override;
+
+    private:
+        BufferImage const& image_;
+    };
+
+    AsTheyAre asTheyAre_{*this};
     ImagePyramid<T> pyramid_;
     ValueRange<double> valueRange_;
     Vector voxelSize_;
