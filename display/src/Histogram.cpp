@@ -1,9 +1,11 @@
 #include <quivo/display/Histogram.h>
 
-#include "ChannelReader.h"
+#include "Pieces.h"
 #include "QuantileSketch.h"
 
 #include <quivo/core/Levels.h>
+#include <quivo/image/Image.h>
+#include <quivo/samples/ReadSamples.h>
 
 #include <algorithm>
 #include <cassert>
@@ -71,13 +73,12 @@ template <typename Counter>
 Histogram count(Image& image, HistogramOptions const& options) {
     long long const level = options.level ? *options.level : chooseLevel(image);
     Box const region = chooseRegion(image, options, level);
-    detail::ChannelReader reader(image, {options.channel});
     Counter counter;
-    detail::forEachPiece(region, reader.getNumChannelsRead(), [&](Box const& piece) {
-        double const* const values = reader.read(level, piece);
-        long long const numValues = piece.getSize();
-        for (long long i = 0; i < numValues; ++i) {
-            double const value = values[i];
+    std::vector<double> values;
+    detail::forEachPiece(region, 1, [&](Box const& piece) {
+        values.resize(static_cast<std::size_t>(piece.getSize()));
+        readSamples(image, values.data(), SampleType::F64, level, piece, {&options.channel, 1});
+        for (double const value : values) {
             if (!std::isnan(value) && value != options.noDataValue) counter.add(value);
         }
     });
@@ -129,7 +130,7 @@ std::vector<long long> Histogram::countBins(ValueRange<double> const& range, int
 }
 
 Histogram computeHistogram(Image& image, HistogramOptions const& options) {
-    auto const* const samples = dynamic_cast<SampleSource const*>(&image);
+    SampleSource const* const samples = findSampleSource(image);
     bool const isSmall = samples && isSmallInteger(samples->getStoredType());
     return isSmall ? count<SmallIntegers>(image, options)
                    : count<detail::QuantileSketch>(image, options);

@@ -1,8 +1,9 @@
 #include <quivo/display/MixedImage.h>
 
-#include "ChannelReader.h"
+#include "Pieces.h"
 
 #include <quivo/core/Levels.h>
+#include <quivo/samples/ReadSamples.h>
 
 #include <algorithm>
 #include <array>
@@ -12,6 +13,8 @@
 namespace Quivo {
 
 namespace {
+
+constexpr std::array lights{"Red", "Green", "Blue"};
 
 /// How much of its colour a value is: 0 ... 1.
 double getLight(double value, double min, double width) noexcept {
@@ -63,21 +66,34 @@ long long MixedImage::getNumChannels() const { return 3; }
 ValueRange<double> MixedImage::getValueRange() const { return {0.0, 255.0}; }
 
 std::string MixedImage::getChannelName(long long index) {
-    static constexpr std::array names{"Red", "Green", "Blue"};
-    check(index >= 0 && index < std::ssize(names),
+    check(index >= 0 && index < std::ssize(lights),
           "Invalid channel index. Cannot determine its name.");
-    return names[static_cast<std::size_t>(index)];
+    return lights[static_cast<std::size_t>(index)];
+}
+
+Metadata MixedImage::getMetadata() {
+    Metadata metadata = handOnMetadata(*this, *getSource());
+    metadata.colourModel = ColourModel::Rgb;
+    metadata.colourProfile.clear();
+    metadata.noData.reset();
+    metadata.channels.clear();
+    for (char const* name : lights) metadata.channels.emplace_back().name = name;
+    return metadata;
 }
 
 void MixedImage::openRegion(double* dst, long long level, Box const& region) {
-    detail::ChannelReader reader(*getSource(), getIndices(channels_));
+    std::vector<long long> const indices = getIndices(channels_);
     Vector const extent = region.getExtent();
-    std::vector<double> mixed;
-    detail::forEachPiece(region, reader.getNumChannelsRead() + 3, [&](Box const& piece) {
+    std::vector<double> values, mixed;
+    detail::forEachPiece(region, std::ssize(channels_) + 3, [&](Box const& piece) {
         Vector const size = piece.getExtent();
         long long const count = size.prod();
+        values.resize(static_cast<std::size_t>(count) * channels_.size());
         mixed.resize(static_cast<std::size_t>(3 * count));
-        mixChannels(reader.read(level, piece), count, channels_, mixed.data());
+        if (!indices.empty()) {  // which would mean all
+            readSamples(*getSource(), values.data(), SampleType::F64, level, piece, indices);
+        }
+        mixChannels(values.data(), count, channels_, mixed.data());
         Vector const to = piece.min - region.min;
         double const* src = mixed.data();
         for (long long c = 0; c < 3; ++c) {

@@ -2,8 +2,8 @@
 
 #include <quivo/core/Export.h>
 #include <quivo/core/ValueRange.h>
-#include <quivo/display/Colour.h>
 #include <quivo/filters/Filter.h>
+#include <quivo/metadata/Metadata.h>
 
 #include <span>
 #include <string>
@@ -33,9 +33,9 @@ QUIVO_API void mixChannels(double const* planes, long long count,
 /// Chosen channels of the source as one picture: an RGB image of the range 0 ... 255, which is its
 /// own display view.
 ///
-/// Pieces of a read equal the whole. Where the source gives its samples (`SampleSource`), no other
-/// channel is read. Immutable after construction; reads are as safe as the source's.
-class QUIVO_API MixedImage : public Filter {
+/// Pieces of a read equal the whole. Where the source has native samples, no other channel is
+/// read. Immutable after construction; reads are as safe as the source's.
+class QUIVO_API MixedImage : public Filter, public MetadataSource {
 public:
     /// `channels` may be none (black) and may name one twice.
     /// error: std::runtime_error "There is no channel N to be shown." for an index that the source
@@ -53,6 +53,8 @@ public:
     /// What `mixChannels` makes of the values, those of 0 outside the source too. Reads in pieces
     /// of a few megabytes.
     void openRegion(double* dst, long long level, Box const& region) override;
+    /// Those of the source that a picture of it keeps, and that it is RGB.
+    [[nodiscard]] Metadata getMetadata() override;
 
 private:
     std::vector<ShownChannel> channels_;

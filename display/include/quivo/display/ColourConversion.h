@@ -1,25 +1,14 @@
 #pragma once
 
 /// \file
-/// Colours as screens show them, and how those of inks and of the eye become such without a colour
-/// profile: good enough to look at, not to measure or to print. The functions keep no state: any
-/// thread.
+/// How colours of inks and of the eye become such of the screen (sRGB, IEC 61966-2-1, as it is
+/// stored in pictures) without a colour profile: good enough to look at, not to measure or to
+/// print. The functions keep no state: any thread.
 
 #include <quivo/core/Export.h>
+#include <quivo/metadata/Metadata.h>
 
 namespace Quivo {
-
-/// A colour of the screen (sRGB, IEC 61966-2-1), as it is stored in pictures: each part in 0 ... 1.
-/// Plain value.
-struct Colour {
-    double red = 0.0;    ///< in 0 ... 1
-    double green = 0.0;  ///< in 0 ... 1
-    double blue = 0.0;   ///< in 0 ... 1
-
-    /// Whether all parts are equal.
-    [[nodiscard]] friend constexpr bool operator==(Colour const& a,
-                                                   Colour const& b) noexcept = default;
-};
 
 /// The white that L*a*b* values are relative to, as tristimulus values with Y = 1. Plain value.
 struct WhitePoint {

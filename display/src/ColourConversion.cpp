@@ -1,4 +1,4 @@
-#include <quivo/display/Colour.h>
+#include <quivo/display/ColourConversion.h>
 
 #include <algorithm>
 #include <array>
@@ -11,8 +11,8 @@ namespace {
 using Triple = std::array<double, 3>;
 using Matrix = std::array<Triple, 3>;
 
-// From X, Y, Z to the answers of three kinds of cones, and back: the Bradford matrix of ISO 15076-1,
-// annex E, and its inverse.
+// From X, Y, Z to the answers of three kinds of cones, and back: the Bradford matrix of ISO
+// 15076-1, annex E, and its inverse.
 constexpr Matrix toCones{
     {{0.8951, 0.2664, -0.1614}, {-0.7502, 1.7135, 0.0367}, {0.0389, -0.0685, 1.0296}}};
 constexpr Matrix fromCones{{{0.9869929, -0.1470543, 0.1599627},
@@ -25,7 +25,8 @@ constexpr Matrix toScreen{{{3.2406255, -1.5372080, -0.4986286},
 
 constexpr Triple operator*(Matrix const& m, Triple const& v) noexcept {
     Triple result{};
-    for (std::size_t i = 0; i < 3; ++i) result[i] = m[i][0] * v[0] + m[i][1] * v[1] + m[i][2] * v[2];
+    for (std::size_t i = 0; i < 3; ++i)
+        result[i] = m[i][0] * v[0] + m[i][1] * v[1] + m[i][2] * v[2];
     return result;
 }
 
