@@ -135,12 +135,12 @@ Pixels makeNoise(int size) {
 
 template <typename Encoder, typename... Options>
 std::size_t countUntilFull(std::size_t room, Options... options) {
-    Pixels const row = makeNoise(3 * 1000);
+    Pixels const noise = makeNoise(400 * 3000);
     FullSink sink(room);
     std::size_t numRows = 0;
     try {
         Encoder encoder(sink, 1000, 400, 3, options...);
-        for (; numRows < 400; ++numRows) encoder.writeRow(row.data());
+        for (; numRows < 400; ++numRows) encoder.writeRow(noise.data() + numRows * 3000);
         encoder.finish();
     } catch (std::string const& reason) {
         EXPECT_EQ(reason, "full");
