@@ -44,7 +44,7 @@ int main() {
     Quivo::ChannelBank bank(&slice);
     bank.addChannel(&slice, "fourfold", false);
     bank.addChannel(new Quivo::ScaleFilter(&slice, 0.25, false, false), "plain", true);
-    auto const buffer = bank.openRegion(std::vector<std::string>{"plain", "fourfold"}, region, 0);
+    auto const buffer = bank.openRegion({"plain", "fourfold"}, region, 0);
     good = good && buffer->getPtr(0)[3] == 102 && buffer->getPtr(1)[3] == 408;
     return good ? 0 : 1;
 }

@@ -92,6 +92,11 @@ std::unique_ptr<Buffer<double>> ChannelBank::openRegion(std::vector<std::string>
     return buffer;
 }
 
+std::unique_ptr<Buffer<double>> ChannelBank::openRegion(std::initializer_list<std::string> names,
+                                                        Box const& region, long long level) {
+    return openRegion(std::vector<std::string>(names), region, level);
+}
+
 std::unique_ptr<Buffer<double>> ChannelBank::openRegion(std::string const& name, Box const& region,
                                                         long long level) {
     return openRegion(std::vector<std::string>{name}, region, level);

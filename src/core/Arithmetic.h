@@ -1,6 +1,7 @@
 #pragma once
 
 #include <quivo/core/Box.h>
+#include <quivo/core/Levels.h>
 #include <quivo/core/Vector.h>
 
 #include <cmath>
@@ -21,6 +22,12 @@ namespace Quivo::detail {
 /// The base-2 logarithm as the level formulas take it: a quotient of natural logarithms.
 [[nodiscard]] inline double log2Quotient(double value) noexcept {
     return std::log(value) / 0.6931471805599453;
+}
+
+/// error: std::runtime_error for an extent that no tile has.
+inline void checkTileExtent(Vector const& tileExtent) {
+    check(tileExtent.x >= 1 && tileExtent.y >= 1 && tileExtent.z >= 1,
+          "Tile extent must be at least 1 on every axis");
 }
 
 /// The number of elements in `numChannels` planes of `extent`; 0 when an axis of the extent is

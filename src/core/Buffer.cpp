@@ -12,7 +12,7 @@ Buffer<T>::Buffer(Box const& bounds, long long level, long long numChannels)
       data_(detail::elementCount(bounds, numChannels, sizeof(T))) {}
 
 template <typename T>
-Buffer<T>::Buffer(T* data, Box const& bounds, long long level, long long numChannels)
+Buffer<T>::Buffer(T const* data, Box const& bounds, long long level, long long numChannels)
     : bounds_(bounds), level_(level), numChannels_(numChannels) {
     auto const count = detail::elementCount(bounds, numChannels, sizeof(T));
     if (count > 0) data_.assign(data, data + count);

@@ -2,6 +2,8 @@
 
 #include <quivo/core/Box.h>
 
+#include "core/PositionIterator.h"
+
 #include <algorithm>
 
 namespace Quivo::detail {
@@ -16,15 +18,14 @@ void zeroOutside(T* dst, Box const& region, Box const& inside, long long numChan
         std::fill_n(dst, std::max(numChannels, 0LL) * e.prod(), T{});
         return;
     }
-    Vector const before = inside.min - region.min;
-    Vector const after = before + inside.getExtent();
-    for (long long c = 0; c < numChannels; ++c) {
-        for (long long z = 0; z < e.z; ++z) {
-            for (long long y = 0; y < e.y; ++y, dst += e.x) {
-                bool const meets = y >= before.y && y < after.y && z >= before.z && z < after.z;
-                std::fill(dst, dst + (meets ? before.x : e.x), T{});
-                if (meets) std::fill(dst + after.x, dst + e.x, T{});
-            }
+    Box const kept = inside.translated(-region.min);
+    for (long long c = 0; c < numChannels; ++c, dst += e.prod()) {
+        for (PositionIterator rows(e, Box(e)); rows.nextRow();) {
+            T* const row = dst + rows.getIndex();
+            auto const [x, y, z] = rows.getPosition();
+            bool const meets = kept.contains({kept.min.x, y, z});
+            std::fill(row, row + (meets ? kept.min.x : e.x), T{});
+            if (meets) std::fill(row + kept.max.x + 1, row + e.x, T{});
         }
     }
 }

@@ -6,9 +6,11 @@
 namespace Quivo {
 
 /// Walks the positions of a box inside an array of a given extent, x fastest, yielding each
-/// position with its linear offset in that array. The box is clipped to the array.
+/// position with its linear offset in that array; or the rows of the box, yielding the first
+/// position of each. The box is clipped to the array.
 ///
-/// Use: `while (it.next()) { ... it.getPosition(), it.getIndex() ... }`. Plain value.
+/// Use: `while (it.next()) { ... it.getPosition(), it.getIndex() ... }`, or `nextRow()` where a row
+/// is served at once. Plain value.
 class PositionIterator {
 public:
     PositionIterator(Vector const& extent, Box const& region) noexcept
@@ -25,8 +27,12 @@ public:
             ++index_;
             return true;
         }
-        return nextRow();
+        return startNextRow();
     }
+
+    /// Advances to the first position of the next row, or of the first one at the beginning; false
+    /// when the walk is over.
+    bool nextRow() noexcept { return position_.x < region_.min.x ? next() : startNextRow(); }
 
     [[nodiscard]] Vector const& getPosition() const noexcept { return position_; }
 
@@ -34,7 +40,7 @@ public:
     [[nodiscard]] long long getIndex() const noexcept { return index_; }
 
 private:
-    bool nextRow() noexcept {
+    bool startNextRow() noexcept {
         position_.x = region_.min.x;
         bool const rowLeft = position_.y < region_.max.y;
         position_.y = rowLeft ? position_.y + 1 : region_.min.y;

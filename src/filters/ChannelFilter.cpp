@@ -3,6 +3,8 @@
 #include <quivo/core/Levels.h>
 #include <quivo/samples/ReadSamples.h>
 
+#include "samples/Channels.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -13,9 +15,7 @@ ChannelFilter::ChannelFilter(Image* source, std::vector<long long> channels, boo
     offerMetadata(&picked_);
     long long const count = source->getNumChannels();
     for (long long const channel : channels_) {
-        check(channel >= 0 && channel < count, "Channel " + std::to_string(channel) +
-                                                   " does not exist, the image has " +
-                                                   std::to_string(count) + ".");
+        detail::checkChannel(channel, count);
     }
 }
 

@@ -29,6 +29,11 @@ private:
     }
 };
 
+/// z is never resampled.
+void checkSlices(Vector const& srcExtent, Vector const& dstExtent) {
+    check(srcExtent.z == dstExtent.z, "Z-Dimensions of source and destination must match");
+}
+
 }  // namespace
 
 Box getDownsamplingSrcRegionFromDstRegion(Box const& dstRegion, double factor) noexcept {
@@ -56,6 +61,7 @@ void downsampleBuffer(double* src, double* dst, Vector const& srcExtent, Vector 
                                                   parts.numHalvings);
         return;
     }
+    checkSlices(srcExtent, dstExtent);
     if (parts.numHalvings > 0) {
         downsampleBufferFullLevel<double, double>(src, src, srcExtent, numChannels,
                                                   parts.numHalvings);
@@ -68,7 +74,7 @@ void downsampleBuffer(double* src, double* dst, Vector const& srcExtent, Vector 
 void downsampleBufferIntermediateLevel(double* src, double* dst, Vector const& srcExtent,
                                        Vector const& dstExtent, double factor,
                                        long long numChannels, Vector const& dstPosition) {
-    check(srcExtent.z == dstExtent.z, "Z-Dimensions of source and destination must match");
+    checkSlices(srcExtent, dstExtent);
     check(factor > 0.5 && factor <= 1.0, "Sampling factor must be in interval [(0.5, 1.0]");
     Box const firstPixel(dstPosition, Vector());
     Vector const origin = getDownsamplingSrcRegionFromDstRegion(firstPixel, factor).min;

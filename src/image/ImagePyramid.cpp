@@ -8,6 +8,7 @@
 #include "kernels/Mean.h"
 
 #include <algorithm>
+#include <array>
 #include <new>
 #include <type_traits>
 
@@ -76,17 +77,18 @@ void ImagePyramid<T>::computeLevelsUpwards(long long fromLevel) {
             return values + (plane * extent.y + y) * extent.x;
         }
     };
-    std::vector<Level> levels;
+    std::array<Level, 64> levels;  // no extent of 64 bits has more, and nothing is allocated
+    std::size_t numLevels = 0;
     for (long long level = std::max(fromLevel, 0LL); level < getNumLevels(); ++level) {
-        levels.push_back({getLevelBuffer(level), getExtent(level)});
+        levels[numLevels++] = {getLevelBuffer(level), getExtent(level)};
     }
-    if (levels.size() < 2 || extent_.z < 1 || numChannels_ < 1) return;
+    if (numLevels < 2 || extent_.z < 1 || numChannels_ < 1) return;
     for (long long plane = 0; plane < numChannels_ * extent_.z; ++plane) {
         for (long long row = 0; row < levels[1].extent.y; ++row) {
             // As soon as two rows of a level are there, so is one of the next: they are still in
             // the cache.
             long long y = row;
-            for (std::size_t i = 1; i < levels.size(); ++i, y /= 2) {
+            for (std::size_t i = 1; i < numLevels; ++i, y /= 2) {
                 Level const& from = levels[i - 1];
                 detail::halveRowsRounded(from.rowAt(plane, 2 * y), from.extent.x,
                                          levels[i].rowAt(plane, y), levels[i].extent.x);

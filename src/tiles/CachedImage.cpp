@@ -11,7 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <typeinfo>
+#include <stdexcept>
 
 namespace Quivo {
 
@@ -39,6 +39,7 @@ long long tilesAlong(long long extent, long long tileExtent) {
 CachedImage::CachedImage(Image* source, long long cacheSizeMB, Vector const& tileExtent,
                          bool ownsSource)
     : source_(source, ownsSource), hash_(source->getHash()), tileExtent_(tileExtent) {
+    detail::checkTileExtent(tileExtent);
     measure(cacheSizeMB);
 }
 
@@ -51,6 +52,7 @@ CachedImage::CachedImage(Image* source, long long cacheSizeMB, bool ownsSource)
 }
 
 void CachedImage::measure(long long cacheSizeMB) {
+    offerMetadata(&kept_);
     Vector const extent = source_->getExtent(0);
     numTiles_ = {tilesAlong(extent.x, tileExtent_.x), tilesAlong(extent.y, tileExtent_.y),
                  tilesAlong(extent.z, tileExtent_.z)};
@@ -62,6 +64,8 @@ void CachedImage::measure(long long cacheSizeMB) {
 }
 
 CachedImage::~CachedImage() = default;
+
+Metadata CachedImage::Kept::getMetadata() { return Quivo::getMetadata(*cache_.source_); }
 
 std::string CachedImage::getURL() const { return source_->getURL(); }
 
@@ -95,7 +99,7 @@ void CachedImage::openRegion(double* dst, long long level, Box const& region) {
     bool const allInGrid = isInGrid(level, walk.getFirst()) && isInGrid(level, walk.getLast());
     // Tiles are copied over all of their share, so zeros are wanted outside of them only; but not
     // where a tile is missing, or where a derived class may serve less.
-    if (!hasTiles || !allInGrid || typeid(*this) != typeid(CachedImage)) {
+    if (!hasTiles || !allInGrid || !ownClass_.isClassOf(*this)) {
         TileImage::openRegion(dst, level, region);
         return;
     }
@@ -109,7 +113,12 @@ void CachedImage::openRegion(double* dst, long long level, Box const& region) {
 void CachedImage::openTileRegionToPosition(double* dst, long long level, Vector const& tilePosition,
                                            Box const& tileRegion, Vector const& dstExtent,
                                            Vector const& dstPosition) {
+    // Asked of every tile: no text is made where all is well.
+    if (tiles_->isUsedByThisThread()) {
+        throw std::runtime_error("The source of a cache must not read through that cache");
+    }
     LockGuard const guard(lock_);
+    TileStore::Turn const turn(*tiles_);
     if (ContentHash const hash = source_->getHash(); hash != hash_) {
         hash_ = hash;
         clearCache();
@@ -135,6 +144,9 @@ bool CachedImage::isInGrid(long long level, Vector const& tile) const noexcept {
 double* CachedImage::findOrRead(long long level, Vector const& tile) {
     TileStore::Key const key{level, numTiles_.getStrides().dot(tile)};
     if (double* const values = tiles_->find(key)) return values;
+    if (source_->getNumChannels() != numChannels_) {  // no text, as above: a miss takes no memory
+        throw std::runtime_error("The source of a cache has changed its number of channels");
+    }
     auto const count = detail::elementCount(tileExtent_, numChannels_, sizeof(double));
     return tiles_->add(key, count, [&](double* values) {
         source_->openRegion(values, level, Box(tileExtent_).translated(tileExtent_ * tile));

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 namespace Quivo {
 
@@ -17,20 +18,23 @@ double* TileStore::find(Key const& key) noexcept {
     return tiles_[place].values.get();
 }
 
-/// The values of the place that `insert` will take.
-double* TileStore::makeRoom(std::size_t numValues) {
-    if (size_ == capacity_) forget(oldest_);
-    if (unused_ == none) makePlace(numValues);
-    return tiles_[unused_].values.get();
+/// Memory for one tile: that of the oldest one in a full store.
+detail::Scratch TileStore::takeMemory(std::size_t numValues) {
+    if (size_ == capacity_) forgetOldest();
+    return spare_ ? std::move(spare_) : detail::allocateScratch(numValues);
 }
 
-void TileStore::insert(Key const& key) noexcept {
-    Place const place = unused_;
-    unused_ = tiles_[place].next;
-    tiles_[place].key = key;
+/// Takes the values once nothing can fail any more.
+double* TileStore::insert(Key const& key, detail::Scratch& values) {
+    Place const place = unused_ == none ? makePlace() : unused_;
+    unused_ = none;
+    Tile& tile = tiles_[place];
+    tile.key = key;
+    tile.values = std::move(values);
     enter(place);
     linkAsNewest(place);
     ++size_;
+    return tile.values.get();
 }
 
 void TileStore::clear() noexcept {
@@ -38,6 +42,7 @@ void TileStore::clear() noexcept {
     std::fill(buckets_.begin(), buckets_.end(), none);
     oldest_ = newest_ = unused_ = none;
     size_ = 0;
+    spare_.reset();
 }
 
 TileStore::Place& TileStore::bucketOf(Key const& key) noexcept {
@@ -49,9 +54,10 @@ TileStore::Place& TileStore::bucketOf(Key const& key) noexcept {
     return buckets_[static_cast<std::size_t>(mixed >> 32) & (buckets_.size() - 1)];
 }
 
-void TileStore::makePlace(std::size_t numValues) {
+/// A new place at the end of the array, in no list.
+TileStore::Place TileStore::makePlace() {
     if (tiles_.size() >= none) throw std::bad_alloc();
-    tiles_.push_back({{}, none, none, none, detail::allocateScratch(numValues)});
+    tiles_.push_back({{}, none, none, none, nullptr});
     auto const place = static_cast<Place>(tiles_.size() - 1);
     if (tiles_.size() > buckets_.size()) {
         try {
@@ -62,17 +68,19 @@ void TileStore::makePlace(std::size_t numValues) {
         }
         for (Place other = oldest_; other != none; other = tiles_[other].newer) enter(other);
     }
-    unused_ = place;
+    return place;
 }
 
-void TileStore::forget(Place place) noexcept {
+/// Leaves its place and its memory for the next tile.
+void TileStore::forgetOldest() noexcept {
+    Place const place = oldest_;
     Tile& tile = tiles_[place];
     Place* link = &bucketOf(tile.key);
     while (*link != place) link = &tiles_[*link].next;
     *link = tile.next;
     unlink(tile);
-    tile.next = unused_;
     unused_ = place;
+    spare_ = std::move(tile.values);
     --size_;
 }
 

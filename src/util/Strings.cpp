@@ -17,6 +17,12 @@ std::string strTempl(T value) {
     return stream.str();
 }
 
+template <typename List>
+bool endsWithAny(std::string const& text, List const& suffixes) {
+    return std::any_of(suffixes.begin(), suffixes.end(),
+                       [&](auto const& suffix) { return text.ends_with(suffix); });
+}
+
 /// Whether the last `escape` that begins at or before `position` ends exactly there.
 bool isEscaped(std::string const& text, std::size_t position, std::string const& escape) {
     auto const size = escape.size();
@@ -29,7 +35,15 @@ bool isEscaped(std::string const& text, std::size_t position, std::string const&
 
 std::string str(int value) { return strTempl(value); }
 
+std::string str(long value) { return strTempl(value); }
+
 std::string str(long long value) { return strTempl(value); }
+
+std::string str(unsigned value) { return strTempl(value); }
+
+std::string str(unsigned long value) { return strTempl(value); }
+
+std::string str(unsigned long long value) { return strTempl(value); }
 
 std::string str(double value) { return strTempl(value); }
 
@@ -40,8 +54,11 @@ bool startsWith(std::string const& text, std::string const& prefix) {
 bool endsWith(std::string const& text, std::string const& suffix) { return text.ends_with(suffix); }
 
 bool endsWith(std::string const& text, std::vector<std::string> const& suffixes) {
-    return std::any_of(suffixes.begin(), suffixes.end(),
-                       [&](auto const& suffix) { return text.ends_with(suffix); });
+    return endsWithAny(text, suffixes);
+}
+
+bool endsWith(std::string const& text, std::initializer_list<std::string> suffixes) {
+    return endsWithAny(text, suffixes);
 }
 
 bool contains(std::vector<std::string> const& list, std::string const& value) {

@@ -7,20 +7,17 @@
 #include "core/Storage.h"
 #include "kernels/Mean.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 
 namespace Quivo {
 
 namespace {
 
-void checkTileExtent(Vector const& tileExtent) {
-    check(tileExtent.x >= 1 && tileExtent.y >= 1 && tileExtent.z >= 1,
-          "Tile extent must be at least 1 on every axis");
-}
-
 /// The number of tiles of all levels: the unit in which a write reports its progress.
 long long countTiles(Image const& image, long long numLevels, Vector const& tileExtent) {
-    checkTileExtent(tileExtent);  // once more: beginWriting may have changed it
+    detail::checkTileExtent(tileExtent);  // once more: beginWriting may have changed it
     long long total = 0;
     for (long long level = 0; level < numLevels; ++level) {
         Vector const tiles = (image.getExtent(level) - Vector(1)) / tileExtent + Vector(1);
@@ -36,7 +33,10 @@ ImageWriter::DownsampleOrProxy::DownsampleOrProxy(Image* image, bool takeOwnersh
     check(image != nullptr, "Source image for writing not set.");
 }
 
-ImageWriter::DownsampleOrProxy::~DownsampleOrProxy() = default;
+ImageWriter::DownsampleOrProxy::~DownsampleOrProxy() {
+    // Members go in reverse order, but the source goes first.
+    image_.reset(nullptr, false);
+}
 
 void ImageWriter::DownsampleOrProxy::setSingleLevelImage(Image* image, long long level,
                                                          long long imageLevel, bool takeOwnership) {
@@ -52,7 +52,10 @@ void ImageWriter::DownsampleOrProxy::openRegion(double* dst, long long level, Bo
     }
     Vector const twice(2, 2, 1);
     Box const srcRegion(region.min * twice, region.max * twice + Vector(1, 1, 0));
+    check(singleLevelImage_.get() != nullptr, "Single-level image not set.");
     long long const numChannels = image_->getNumChannels();
+    check(singleLevelImage_->getNumChannels() == numChannels,
+          "Single-level image has another number of channels than the source image.");
     auto const count = detail::elementCount(srcRegion, numChannels, sizeof(double));
     auto const scratch = detail::allocateScratch(count);
     // The image may be one that does not write what it does not have.
@@ -105,7 +108,7 @@ void ImageWriter::writeImage(ProgressMonitor* monitor, CancellationChecker* chec
     }
     check(isReady(), "Writer is not ready");
     DownsampleOrProxy proxy(srcImage, false);
-    checkTileExtent(tileExtent);
+    detail::checkTileExtent(tileExtent);
     long long const numLevels = srcImage->getNumLevels();
     try {
         beginWriting(&proxy, checker);
@@ -118,6 +121,15 @@ void ImageWriter::writeImage(ProgressMonitor* monitor, CancellationChecker* chec
         }
         finalizeImage(monitor, checker);
         endWriting(false);
+#ifdef __GLIBCXX__
+    } catch (abi::__forced_unwind const&) {
+        // The thread is being ended, which must not stop here.
+        try {
+            endWriting(true);
+        } catch (...) {
+        }
+        throw;
+#endif
     } catch (...) {
         endWriting(true);
     }

@@ -41,6 +41,14 @@ TEST(ChannelBank, LetsEveryChannelWriteItsOwnPlane) {
     Box const region({-1, 2, 0}, {2, 3, 1});
     auto const readNameless = [&] { (void)bank.openRegion({"a", "b", ""}, region, 1); };
     EXPECT_EQ(errorOf(readNameless), "Channel does not exist (\"\").");
+    // Braces are a list of names, also of two, of which a string could be made.
+    std::string const name = "b";
+    EXPECT_EQ(bank.openRegion({}, Box(), 0)->getNumChannels(), 0);
+    EXPECT_EQ(bank.openRegion({"a"}, Box(), 0)->getNumChannels(), 1);
+    EXPECT_EQ(bank.openRegion({"a", "b"}, Box(), 0)->getNumChannels(), 2);
+    EXPECT_EQ(bank.openRegion({name, "a"}, Box(), 0)->getNumChannels(), 2);
+    EXPECT_EQ(bank.openRegion(name, Box(), 0)->getNumChannels(), 1);
+    a.reads.clear(), b.destinations.clear();
     auto const buffer = bank.openRegion({"b", "a", "b"}, region, 1);
     EXPECT_EQ(b.destinations, (std::vector{buffer->getPtr(0), buffer->getPtr(2)})) << "no copies";
     EXPECT_EQ(a.reads, (std::vector{std::pair(1LL, region)})) << "and none for unknown names";

@@ -11,6 +11,28 @@
 
 namespace Quivo::Testing {
 
+// What would lose a fraction or make an empty box does not compile; all else does.
+template <typename A, typename B>
+concept Multiply = requires(A a, B b) {
+    a* b;
+};
+template <typename A, typename B>
+concept Divide = requires(A a, B b) {
+    a / b;
+};
+static_assert(!Multiply<Vector, double> && !Multiply<double, Vector> && !Multiply<float, Vector>);
+static_assert(!Divide<Vector, double> && Divide<Vector, long long> && Divide<Vector, Vector>);
+static_assert(Multiply<Vector, long long> && Multiply<long long, Vector> && Multiply<Vector, int>);
+static_assert(Multiply<unsigned, Vector> && Multiply<Vector, Vector> && Multiply<Vector, long>);
+static_assert(!std::is_constructible_v<Box, int, int> &&
+              !std::is_constructible_v<Box, long long, unsigned> &&
+              !std::is_constructible_v<Box, double, int>);
+static_assert(2 * Vector(1, 2, 3) == Vector(2, 4, 6) && Vector(1, 2, 3) * 2LL == Vector(2, 4, 6));
+static_assert(Box({1, 2, 3}, {4, 5, 6}).min == Vector(1, 2, 3) && Box({}, {}).getSize() == 1);
+static_assert(Box({1}, {4}).getSize() == 64 && Box({4, 5, 6}).getSize() == 120);
+static_assert(Box{Vector(4)} == Box(Vector(4)) && Box(4) == Box(Vector(4)));
+static_assert(Box(Vector(0), 3) == Box{{}, {3, 3, 3}} && Box(Box(Vector(1))).getSize() == 1);
+
 constexpr long long maxValue = std::numeric_limits<long long>::max();
 constexpr long long minValue = std::numeric_limits<long long>::min();
 
@@ -127,7 +149,7 @@ TEST(Levels, TheThumbnailLevelIsTheFirstThatFits) {
 TEST(Buffer, HoldsItsOwnCopyPlaneByPlane) {
     std::vector<long long> values(36), voxel(3);
     std::iota(values.begin(), values.end(), 100);
-    Buffer<long long> buffer(values.data(), Box({4, 2, 1}, {7, 4, 1}), 2, 3);
+    Buffer<long long> buffer(std::as_const(values).data(), Box({4, 2, 1}, {7, 4, 1}), 2, 3);
     values.assign(36, -1);
     Buffer<long long> const copy = buffer;
     buffer.getPtrVector()[1][5] = 7;
@@ -181,7 +203,8 @@ TEST(Resolution, IsThatOfVoxelsInNanometres) {
         {12000, -1}, {40000, -1}, {0, 0},    {0.0 / 0.0, 0}, {1e-320, maxValue}};
     for (auto const& [resolution, level] : cases)
         EXPECT_EQ(getResolutionLevel(image, resolution), level) << resolution;
-    EXPECT_EQ(computeAreaInMM2(1000, image, 0) / computeAreaInMM2({8, 5, 3}, image, 1), 6250);
+    EXPECT_EQ(computeAreaInMM2(1000, image, 0), 0.06) << "0.25 mm x 0.24 mm";
+    EXPECT_EQ(computeAreaInMM2({8, 5, 3}, image, 1), 9.6e-6) << "4 um x 2.4 um";
     EXPECT_TRUE(isValidImagePos(image, {5, 3, 1}, 1) && !isValidImagePos(image, {5, 4, 1}, 1));
     EXPECT_EQ(getResolutionAtLevel(image, 2), 1000.0);
 }

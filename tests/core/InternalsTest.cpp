@@ -26,6 +26,19 @@ TEST(PositionIterator, VisitsTheClippedBoxInMemoryOrder) {
             return 0;
         });
         EXPECT_FALSE(walk.next()) << ::testing::PrintToString(region);
+
+        PositionIterator rows(extent, region);
+        Box starts = Box(extent).intersected(region);
+        if (!starts.isEmpty()) starts.max.x = starts.min.x;
+        bool const entersRows = i % 2 == 0;  // a row that was begun is left all the same
+        pixelByPixel(1, starts, [&](long long, Vector const& p) {
+            EXPECT_TRUE(rows.nextRow());
+            EXPECT_EQ(rows.getPosition(), p);
+            EXPECT_EQ(rows.getIndex(), p.x + 5 * p.y + 20 * p.z);
+            if (entersRows && Box(extent).intersected(region).getExtent().x > 1) (void)rows.next();
+            return 0;
+        });
+        EXPECT_FALSE(rows.nextRow()) << ::testing::PrintToString(region);
     }
 }
 

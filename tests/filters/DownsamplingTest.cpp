@@ -127,6 +127,9 @@ TEST(Downsampling, RefusesBeforeItWrites) {
                       "Z-Dimensions of source and destination must match");
         }
     }
+    for (double factor : {0.3, 0.7})
+        EXPECT_EQ(refusal(downsampleBuffer, factor, 1),
+                  "Z-Dimensions of source and destination must match");
     EXPECT_EQ(refusal(downsampleBuffer, 5e-324, 2), "") << "above 0, though 1 / it is not finite";
     for (double factor : {0.3, 0.5, 0.7})  // no channels, nothing to write
         shrink(downsampleBuffer, source, {4, 4, 2}, Box(Vector(4, 4, 2)), factor, 0);

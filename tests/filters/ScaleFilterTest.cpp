@@ -43,6 +43,11 @@ TEST(Filter, DeletesItsSourceExactlyWhenItOwnsIt) {
             image->answersBeforeFailure = answers;
             EXPECT_EQ(errorOf([&] { CachedImage(image, 1, owned); }) == "", answers == 4);
         });
+    for (Vector const bad : {Vector(0, 1, 1), Vector(1, -1, 1), Vector(1, 1, 0)})
+        uses.emplace_back([bad](auto* image, bool owned) {
+            EXPECT_EQ(errorOf([&] { CachedImage(image, 1, bad, owned); }),
+                      "Tile extent must be at least 1 on every axis");
+        });
     for (std::size_t i = 0; i < uses.size(); ++i) {
         int deletions = 0;
         uses[i](new ProbeImage(&deletions), true);
@@ -94,8 +99,8 @@ TEST(SubImageFilter, ReadsAnyBoxOrSliceLikeAPixelByPixelReader) {
         Box box = wanted.isEmpty() ? all : wanted.intersected(all);
         if (box.isEmpty()) box = Box();
         filter.setSubImageBounds(wanted, i % 6 - 1);
-        EXPECT_EQ(filter.getExtent(level) + filter.getVoxelSize(1),
-                  box.getExtent() / steps + source.getVoxelSize(1 + base));
+        EXPECT_EQ(filter.getExtent(level), box.getExtent() / steps);
+        EXPECT_EQ(filter.getVoxelSize(1), source.getVoxelSize(1 + base));
         auto const expected = [&](long long c, Vector const& p) {
             if (!Box(box.getExtent() / steps).contains(p)) return 0.0;
             return source.valueAt(level + base, c, p + box.min / steps);
@@ -108,7 +113,8 @@ TEST(SubImageFilter, ReadsAnyBoxOrSliceLikeAPixelByPixelReader) {
     EXPECT_EQ(read(slice, 1, {{-1, 3, -1}, {0, 3, 0}})[3], source.valueAt(1, 0, {0, 3, 3}));
     EXPECT_EQ(slice.getURL() + slice.getId() + slice.getGroupId(), "3id");
     EXPECT_EQ(slice.getSliceName(0) + slice.getSliceName(1), "slice 3");
-    EXPECT_EQ(slice.getExtent(0) + none.getExtent(0), Vector(40, 30, 1));
+    EXPECT_EQ(slice.getExtent(0), Vector(40, 30, 1));
+    EXPECT_EQ(none.getExtent(0), Vector());
 }
 
 }  // namespace Quivo::Testing

@@ -175,7 +175,7 @@ TEST(ReadSamples, GoesThroughDoublesWhereThereAreNoSamples) {
         EXPECT_EQ(readAs(negative, type, 1, region, {1}), expected) << toString(type);
     }
     probe.valueOf = [](auto...) { return std::numeric_limits<double>::quiet_NaN(); };
-    EXPECT_EQ(readAs(probe, I8, 0, Box({0, 0, 0}), {0, 1}), Values(2, 0.0));
+    EXPECT_EQ(readAs(probe, I8, 0, Box(Vector(), Vector()), {0, 1}), Values(2, 0.0));
     for (long long const bad : {-1LL, 2LL}) {
         EXPECT_NE(errorOf([&] { (void)readAs(probe, U8, 0, region, {0, bad}); }), "");
     }

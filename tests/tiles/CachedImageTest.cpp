@@ -68,6 +68,44 @@ TEST(CachedImage, TakesTilesOfOnePixelWhereTheSourceHasNone) {
     }
 }
 
+TEST(CachedImage, RefusesASourceThatReadsThroughItAndStaysWhole) {
+    struct Source : ProbeImage {
+        std::function<void()> act = [] {};
+        void openRegion(double* dst, long long level, Box const& region) override {
+            act(), ProbeImage::openRegion(dst, level, region);
+        }
+    } source;
+    std::string const refusal = "The source of a cache must not read through that cache";
+    Box const tile(source.tileExtent), all(source.extent);
+    Values const expected =
+        pixelByPixel(2, all, [&](auto... at) { return source.valueAt(0, at...); });
+    for (long long const cacheSizeMB : {0, 1, -1}) {  // one tile, and more than there are
+        CachedImage inner(&source, cacheSizeMB, false), outer(&inner, cacheSizeMB, false);
+        (void)read(outer, 0, tile.translated({4, 0, 0}));
+        for (CachedImage* const read1 : {&inner, &outer}) {  // outer: with a cache between
+            source.act = [&] { (void)read(*read1, 1, tile); };
+            EXPECT_EQ(errorOf([&] { (void)read(*read1, 0, tile); }), refusal);
+        }
+        source.act = [&] { EXPECT_EQ(errorOf([&] { (void)read(outer, 0, tile); }), refusal); };
+        EXPECT_EQ(read(outer, 0, all), expected) << "where the source swallows it";
+        outer.clearCache();
+        source.act = [&] { inner.clearCache(), outer.clearCache(); };
+        EXPECT_EQ(read(outer, 0, all), expected) << "and where it empties what is in use";
+        source.act = [] {};
+        auto const numReads = source.reads.size();
+        (void)read(outer, 0, tile.translated({12, 6, 1}));
+        EXPECT_EQ(source.reads.size(), numReads) << "what was read last is kept";
+        EXPECT_EQ(read(outer, 0, all), expected);
+    }
+    CachedImage cache(&source, 1, false);
+    source.numChannels = 3, ++source.hash;
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(errorOf([&] { (void)read(cache, 0, tile); }),
+                  "The source of a cache has changed its number of channels");
+    source.numChannels = 2;
+    EXPECT_EQ(read(cache, 0, all), expected);
+}
+
 TEST(CachedImage, HoldsWhatFitsAndAtLeastOneTile) {
     long long const cases[][4] = {{1, 128, 2, 2},        {1, 257, 1, 1},        {0, 16, 1, 1},
                                   {LLONG_MAX, 16, 1, 5}, {LLONG_MIN, 16, 1, 5}, {0, 16, 0, 5},

@@ -44,6 +44,9 @@ TEST(Strings, ChangeAndCompareByteByByteInEveryLocale) {
     EXPECT_EQ(urlEncode("azAZ09-._~ /\xC3+\x7F"), "azAZ09-._~%20%2f%c3%2b%7f");
     EXPECT_TRUE(startsWith("ab", "ab") && !startsWith("ab", "abc") && !contains({"ab"}, "a"));
     EXPECT_TRUE(endsWith("", "") && !endsWith("ab", "cab") && endsWith("ab", Tokens{"x", "b"}));
+    EXPECT_TRUE(endsWith("a.tif", {".tif"}) && endsWith("a.tif", {".png", ".tif"}));
+    EXPECT_FALSE(endsWith("a.tif", {".png"}) || endsWith("a.tif", {".png", ".gif"}));
+    EXPECT_FALSE(endsWith("a.tif", {}) || endsWith("a.tif", Tokens{}));
 
     struct Grouping : std::numpunct<char> {
         std::string do_grouping() const override { return "\3"; }
@@ -52,6 +55,8 @@ TEST(Strings, ChangeAndCompareByteByByteInEveryLocale) {
     std::string numbers = str(-1234567) + " " + str(1LL << 62);
     for (double value : {0.5, 123456.0, 0.00001, 1234567.0, -0.0}) numbers += " " + str(value);
     std::locale::global(before);
+    EXPECT_EQ(str(std::int64_t{-5}) + str(std::size_t{6}) + str(5U) + str(~0ULL) + str('\1'),
+              "-565184467440737095516151");
     EXPECT_EQ(numbers, "-1234567 4611686018427387904 0.5 123456 1e-05 1.23457e+06 -0");
 }
 
@@ -124,6 +129,8 @@ TEST(Color, RoundTripsAndLeavesStrangeHuesAlone) {
     double h = 0, s = 0, v = 0, r = 7, g = 7, b = 7;
     for (double hue : {720.0, 360.5, -1.0, 0.0 / 0.0}) convertHSVToRGB(hue, 1, 1, r, g, b);
     EXPECT_EQ(r + g + b, 21);
+    convertRGBToHSV(1, 0, 1e-20, h, s, v);
+    EXPECT_EQ(h, 360) << "a little less, rounded";
     for (int i = 0; i < 729; ++i) {
         Values const rgb = {i / 81 / 8.0, i / 9 % 9 / 8.0, i % 9 / 8.0};
         convertRGBToHSV(rgb[0], rgb[1], rgb[2], h, s, v);

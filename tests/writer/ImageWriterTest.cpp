@@ -2,6 +2,8 @@
 
 #include "support/Probe.h"
 
+#include <pthread.h>
+
 #include <sstream>
 
 namespace Quivo::Testing {
@@ -15,7 +17,7 @@ class ScriptedWriter final : public ImageWriter,
                              public CancellationChecker {
 public:
     std::string log, failAt, failAtToo;
-    bool cancels = false, ready = true;
+    bool cancels = false, ready = true, endsThread = false;
     Vector tileExtentFromBegin{256, 256, 1};
     ProbeImage source;
 
@@ -30,6 +32,7 @@ private:
     void step(std::string const& name) {
         log += name + " ";
         if (name != failAt && name != failAtToo) return;
+        if (endsThread && name == failAt) pthread_exit(this);
         if (cancels) throw CancellationException();
         throw std::runtime_error(name);
     }
@@ -115,6 +118,25 @@ TEST(ImageWriter, EveryFailureAfterTheBeginningEndsInOneAbort) {
     EXPECT_EQ(errorOf([&] { writer.run(); }), "aborted:write1");
 }
 
+TEST(ImageWriter, TheEndOfAThreadPassesAfterTheAbort) {
+    for (bool failsToo : {false, true}) {  // a second exception does not stop it either
+        ScriptedWriter writer;
+        writer.failAt = "write1";
+        writer.failAtToo = failsToo ? "aborted:" : "";
+        writer.endsThread = true;
+        pthread_t thread{};
+        void* result = nullptr;
+        auto const run = [](void* w) -> void* {
+            static_cast<ScriptedWriter*>(w)->run();
+            return nullptr;
+        };
+        ASSERT_EQ(pthread_create(&thread, nullptr, run, &writer), 0);
+        ASSERT_EQ(pthread_join(thread, &result), 0);
+        EXPECT_EQ(result, static_cast<ImageWriter*>(&writer)) << "went on";
+        EXPECT_TRUE(writer.log.ends_with("write1 aborted: ")) << writer.log;
+    }
+}
+
 TEST(ImageWriter, RefusesToBeginWithoutWhatItNeeds) {
     ScriptedWriter unready, sourceless;
     unready.ready = false;
@@ -155,6 +177,19 @@ TEST(ImageWriter, DeletesWhatItOwnsOnce) {
         EXPECT_EQ(std::pair(ofWriter, ofProxy), std::pair(1, 1)) << "replaced";
     }
     EXPECT_EQ(std::pair(ofWriter, ofProxy), std::pair(2, 3)) << "and at the end";
+    struct Last : ProbeImage {
+        int seen = 0;
+        int& deleted;
+        int* atItsEnd;
+        Last(int& count, int* at) : deleted(count), atItsEnd(at) {}
+        ~Last() override { *atItsEnd = deleted; }
+    };
+    int deleted = 0, before = -1;
+    {
+        Proxy proxy(new ProbeImage(&deleted), true);
+        proxy.setSingleLevelImage(new Last(deleted, &before), 0, 0, true);
+    }
+    EXPECT_EQ(before, 1) << "the source goes first";
 }
 
 TEST(DownsampleOrProxy, ComputesOnlyTheLevelAboveTheWrittenOne) {
@@ -188,6 +223,15 @@ TEST(DownsampleOrProxy, ComputesOnlyTheLevelAboveTheWrittenOne) {
     Values const old(4096, 5.0);  // so that fresh memory is not 0 by chance
     proxy.setSingleLevelImage(&silent, 0, 0, false);
     EXPECT_EQ(read(proxy, 1, Box(Vector(16, 16, 2))), Values(1024)) << "what nobody writes is 0";
+    for (long long const numChannels : {1, 3}) {  // more would be written than there is room for
+        silent.numChannels = numChannels;
+        EXPECT_EQ(errorOf([&] { (void)read(proxy, 1, Box(Vector(2))); }),
+                  "Single-level image has another number of channels than the source image.");
+    }
+    proxy.setSingleLevelImage(nullptr, 0, 0, false);
+    EXPECT_EQ(errorOf([&] { (void)read(proxy, 1, Box(Vector(2))); }),
+              "Single-level image not set.");
+    EXPECT_EQ(read(proxy, 2, Box(Vector(2))), read(source, 2, Box(Vector(2)))) << "not used here";
     EXPECT_EQ(proxy.getExtent(1), source.getExtent(1));
     EXPECT_EQ(proxy.getNumLevels(), 7);
 }

@@ -4,6 +4,7 @@
 #include <quivo/core/Buffer.h>
 #include <quivo/core/Export.h>
 
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <string>
@@ -46,7 +47,8 @@ public:
     void addChannel(Image* image, std::string const& name, bool takeOwnership);
 
     /// Appends a channel that the bank owns; without a name it becomes "c" and its index.
-    /// error: as above.
+    /// error: as above; the image is still the caller's then, so one that was made in the call
+    /// itself, `addChannel(new ..., name)`, leaks.
     void addChannel(Image* image, std::string name);
 
     /// Deletes `image` with the bank, without making it a channel: for what channels are made of.
@@ -76,10 +78,13 @@ public:
     /// error: std::length_error or std::bad_alloc when the buffer does not fit into memory.
     /// error: what a channel's read throws.
     ///
-    /// Write `std::vector<std::string>{"a", "b"}`, not `{"a", "b"}`: of exactly two literals a
-    /// string can be made as well, so that call is ambiguous.
+    /// Names in braces are always such a list, `{"a", "b"}` too, of which a string could be made.
+    ///@{
     std::unique_ptr<Buffer<double>> openRegion(std::vector<std::string> const& names,
                                                Box const& region, long long level);
+    std::unique_ptr<Buffer<double>> openRegion(std::initializer_list<std::string> names,
+                                               Box const& region, long long level);
+    ///@}
     /// The same for one name.
     std::unique_ptr<Buffer<double>> openRegion(std::string const& name, Box const& region,
                                                long long level);

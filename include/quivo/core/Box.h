@@ -3,7 +3,16 @@
 #include <quivo/core/Export.h>
 #include <quivo/core/Vector.h>
 
+#include <type_traits>
+
 namespace Quivo {
+
+namespace detail {
+
+template <typename T>
+concept Number = std::is_arithmetic_v<T>;
+
+}  // namespace detail
 
 /// An axis-aligned block of voxel positions at one resolution level.
 ///
@@ -23,6 +32,10 @@ struct QUIVO_API Box {
 
     /// The given corners as they are: nothing is ordered or checked.
     constexpr Box(Vector const& lower, Vector const& upper) noexcept : min(lower), max(upper) {}
+
+    /// Two numbers are neither an extent, which has three, nor two corners: `Box({640, 480, 1})`.
+    template <detail::Number X, detail::Number Y>
+    Box(X x, Y y) = delete;
 
     /// Whether there is no position in the box: min > max on any axis.
     [[nodiscard]] constexpr bool isEmpty() const noexcept {

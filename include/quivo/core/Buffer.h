@@ -28,7 +28,7 @@ public:
     /// A copy of `bounds.getSize() * numChannels` elements of `data`, which stays the caller's and
     /// is not referenced afterwards. Nothing is read when that product is 0.
     /// error: as above.
-    Buffer(T* data, Box const& bounds, long long level, long long numChannels);
+    Buffer(T const* data, Box const& bounds, long long level, long long numChannels);
 
     /// The positions that the buffer covers, in coordinates of its level.
     [[nodiscard]] Box const& getBounds() const noexcept { return bounds_; }

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 namespace Quivo {
@@ -22,9 +23,11 @@ struct QUIVO_API ZeroedMemory {
 
 /// Lets a standard container have such memory. Elements that it makes without a value are 0 by
 /// that; so it must not make them twice in one place, as it would after shrinking and growing
-/// again. For element types whose zero is all bits 0. No state; any thread.
+/// again. For numbers: their zero is all bits 0. No state; any thread.
 template <typename T>
 struct ZeroedAllocator {
+    static_assert(std::is_arithmetic_v<T>, "an element without a value is memory that is all 0");
+
     using value_type = T;  ///< what containers ask for
 
     ZeroedAllocator() noexcept = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <quivo/core/Export.h>
+
 namespace Quivo {
 
 /// The lowest and the highest value that an image's voxels take, as declared, not as measured.

@@ -2,6 +2,7 @@
 
 #include <quivo/core/Export.h>
 
+#include <concepts>
 #include <string>
 
 namespace Quivo {
@@ -88,6 +89,16 @@ struct QUIVO_API Vector {
     [[nodiscard]] friend constexpr Vector operator*(Vector const& a, long long s) noexcept {
         return a * Vector(s);
     }
+    ///@}
+
+    /// A factor or divisor with a fraction would lose it, and 0.5 become 0: see `scalePosition`.
+    ///@{
+    template <std::floating_point T>
+    friend Vector operator*(Vector const& a, T s) = delete;
+    template <std::floating_point T>
+    friend Vector operator*(T s, Vector const& a) = delete;
+    template <std::floating_point T>
+    friend Vector operator/(Vector const& a, T s) = delete;
     ///@}
 
     /// The quotient component by component, truncated toward zero: (-3, 7, 0) / (2, 2, 1) is

@@ -31,7 +31,9 @@ namespace Quivo {
 /// Where `factor` is within 1 % of a whole number n of halvings, the destination receives block
 /// means with the extent srcExtent / 2^n, whatever `dstExtent` says, and must be large enough.
 /// error: std::runtime_error "Sampling factor must be in interval [(0.0, 1.0]" for any other
-/// factor, NaN included; nothing is written then.
+/// factor, NaN included.
+/// error: std::runtime_error "Z-Dimensions of source and destination must match", unless `factor`
+/// is that of block means. Nothing is written with these two, not even `src`.
 /// error: std::bad_alloc; `dst` may be written in part then.
 QUIVO_API void downsampleBuffer(double* src, double* dst, Vector const& srcExtent,
                                 Vector const& dstExtent, double factor, long long numChannels,

@@ -22,7 +22,8 @@ public:
     /// Presents another box from now on. The base level is `level`, or the source's last one where
     /// that is less. An empty box selects the whole level; otherwise `bounds` is cut to the level's
     /// extent, and the image is empty when nothing of it is left. The source's levels and extent
-    /// are asked once, here. Caches above do not notice: clear them.
+    /// are asked once, here. A cache above does not notice: make it anew. Clearing it is not
+    /// enough when the extent changes, because a cache measures its source once.
     /// error: what the source throws; the old box stays.
     void setSubImageBounds(Box bounds, long long level);
 

@@ -29,6 +29,8 @@ public:
     [[nodiscard]] Image* get(Image& image);
 
 private:
+    /// Guards `view_`. Held while the image is asked for its range: locks taken in there come after
+    /// it. Any other lock may be held when it is taken.
     std::mutex mutex_;
     std::unique_ptr<Image> view_;
 };

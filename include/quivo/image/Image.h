@@ -75,8 +75,10 @@ public:
     /// An identifier of the group (series, stack) of the image; empty when it has none.
     virtual std::string getGroupId() const = 0;
 
-    /// A stamp that changes whenever the voxel values change; always 0 for images that never do.
-    /// Caches ask for it with every tile, so it is cheap, and may be asked while others read.
+    /// A stamp that changes whenever the voxel values change; always 0 for images that never do. An
+    /// image that changes while others read it changes its values first and then the stamp: the
+    /// other way round, a cache would keep old values under the new stamp. Caches ask for it with
+    /// every tile, so it is cheap, and may be asked while others read.
     virtual ContentHash getHash() = 0;
 
     /// An image whose values lie in [0, 255], for display: this one when its range is exactly that,

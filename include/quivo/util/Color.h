@@ -9,8 +9,8 @@
 
 namespace Quivo {
 
-/// From RGB: hue in [0, 360); hue and saturation of greys are 0. Components are not negative;
-/// others give no meaningful colour.
+/// From RGB: hue in [0, 360], 360 only where rounding makes it of a red with hardly any blue; hue
+/// and saturation of greys are 0. Components are not negative; others give no meaningful colour.
 QUIVO_API void convertRGBToHSV(double r, double g, double b, double& h, double& s, double& v);
 
 /// To RGB. Hue 360 counts as 0. With saturation 0 all three components are `v` whatever the hue;

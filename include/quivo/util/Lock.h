@@ -10,9 +10,13 @@ namespace Quivo {
 
 /// A POSIX reader-writer lock: any number of shared holders or one exclusive holder.
 ///
-/// Not re-entrant, and a shared hold is never upgraded: a thread that holds the lock and asks for
-/// it again may wait for ever. Who holds it lets it go, on the same thread. Nobody holds it when it
-/// is destroyed. A failure of the platform's calls is asserted in debug builds. Any thread.
+/// Not re-entrant, and a shared hold is never upgraded. A thread that holds the lock exclusively
+/// and asks for it again does not get it: the platform may let it wait for ever, or report EDEADLK,
+/// as glibc does, which is only asserted. The inner guard then holds nothing, and its end ends the
+/// outer hold. A thread that shares the lock and asks for it exclusively waits for ever.
+///
+/// Who holds it lets it go, on the same thread. Nobody holds it when it is destroyed. A failure of
+/// the platform's calls is asserted in debug builds. Any thread.
 class QUIVO_API Lock {
 public:
     /// error: std::bad_alloc.

@@ -6,6 +6,7 @@
 
 #include <quivo/core/Export.h>
 
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <vector>
@@ -16,7 +17,11 @@ namespace Quivo {
 /// significant digits ("0.5", "1e-05", "1.23457e+06").
 ///@{
 [[nodiscard]] QUIVO_API std::string str(int value);
+[[nodiscard]] QUIVO_API std::string str(long value);
 [[nodiscard]] QUIVO_API std::string str(long long value);
+[[nodiscard]] QUIVO_API std::string str(unsigned value);
+[[nodiscard]] QUIVO_API std::string str(unsigned long value);
+[[nodiscard]] QUIVO_API std::string str(unsigned long long value);
 [[nodiscard]] QUIVO_API std::string str(double value);
 ///@}
 
@@ -25,9 +30,13 @@ namespace Quivo {
 /// Whether `text` ends with all of `suffix`; an empty one ends everything.
 [[nodiscard]] QUIVO_API bool endsWith(std::string const& text, std::string const& suffix);
 
-/// Whether `text` ends with at least one of `suffixes`.
+/// Whether `text` ends with at least one of `suffixes`. Texts in braces are always such a list.
+///@{
 [[nodiscard]] QUIVO_API bool endsWith(std::string const& text,
                                       std::vector<std::string> const& suffixes);
+[[nodiscard]] QUIVO_API bool endsWith(std::string const& text,
+                                      std::initializer_list<std::string> suffixes);
+///@}
 
 /// Whether an element of `list` equals `value`.
 [[nodiscard]] QUIVO_API bool contains(std::vector<std::string> const& list,

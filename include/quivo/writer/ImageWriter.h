@@ -16,7 +16,8 @@ class Image;
 
 /// The base of writers that store an image as a tiled file of several levels: walks the source
 /// level by level from full resolution upwards, counts the work, honours cancellation, and ends
-/// every write that began with exactly one verdict.
+/// every write that began with exactly one verdict; with two only where the good one,
+/// `endWriting(false)`, throws.
 ///
 /// A concrete writer implements the pure operations, reads pixels through the `DownsampleOrProxy`
 /// it is handed, and records how the write ended, since `writeImage` returns normally after
@@ -39,12 +40,15 @@ public:
 
         /// Serves `level + 1` from now on out of `image`, whose level `imageLevel` holds the
         /// content of `level`. With `takeOwnership` the proxy deletes `image` when it is replaced
-        /// or at the end. `image` must accept regions that reach past its border.
+        /// or at the end. `image` must accept regions that reach past its border. Nothing is
+        /// checked here: null is legal as long as that level is not read.
         virtual void setSingleLevelImage(Image* image, long long level, long long imageLevel,
                                          bool takeOwnership);
 
         /// As `Image::openRegion`. On the downsampling path a value is the mean of the 2 x 2 block
         /// of the level below, neither rounded nor clipped to that level's extent.
+        /// error: std::runtime_error when the single-level image is needed and is null, or has
+        /// another number of channels than the source image.
         /// error: std::bad_alloc, and what the image's read throws.
         virtual void openRegion(double* dst, long long level, Box const& region);
 
@@ -73,7 +77,9 @@ public:
 
     /// Last call of a write that began. `aborted` is false after `finalizeImage` returned. It is
     /// true when anything from `beginWriting` on threw (also `endWriting(false)` itself); the
-    /// exception is then being handled, so std::current_exception() tells the reason.
+    /// exception is then being handled, so std::current_exception() tells the reason. It is null
+    /// where the thread itself is being ended (pthread_exit, pthread_cancel): that goes on after
+    /// this call, and what the call throws is dropped.
     virtual void endWriting(bool aborted) = 0;
 
     /// Called immediately before `writeLevel` of the same level: the place for
@@ -116,8 +122,8 @@ public:
     /// `beginWriting`, the total to the monitor (the number of tiles of all levels), per level a
     /// cancellation check, `prepareLevel` and `writeLevel`, then `finalizeImage` and
     /// `endWriting(false)`. Cancellation and every failure from `beginWriting` on end in
-    /// `endWriting(true)` and a normal return; a cancellation before that returns at once. Both
-    /// arguments may be null and stay the caller's.
+    /// `endWriting(true)` and a normal return, only the end of the thread passes through; a
+    /// cancellation before that returns at once. Both arguments may be null and stay the caller's.
     /// error: std::runtime_error "Writer is not ready".
     /// error: std::runtime_error "Source image for writing not set.".
     /// error: std::runtime_error "Tile extent must be at least 1 on every axis".
