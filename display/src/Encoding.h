@@ -48,7 +48,8 @@ std::vector<std::byte> encodeAll(std::span<unsigned char const> pixels, long lon
     ByteVector bytes;
     Encoder encoder(bytes, width, height, numChannels, options...);
     // The encoder has checked the sides: no product below overflows.
-    std::size_t const rowSize = static_cast<std::size_t>(width) * static_cast<unsigned>(numChannels);
+    std::size_t const rowSize =
+        static_cast<std::size_t>(width) * static_cast<unsigned>(numChannels);
     if (pixels.size() / rowSize != static_cast<std::size_t>(height) ||
         pixels.size() % rowSize != 0) {
         throw EncodingError("the pixels are not as many as the picture has");

@@ -12,8 +12,8 @@ namespace Quivo::detail {
 /// Any number of values in the memory of a few: those that stay stand for their neighbours.
 ///
 /// Shelf n holds values that count 2^n times each. A shelf that is full is sorted, and every second
-/// of its values moves on to the next one: that moves the rank of any value by 2^n at most, which is
-/// added up. One thread at a time.
+/// of its values moves on to the next one: that moves the rank of any value by 2^n at most, which
+/// is added up. One thread at a time.
 class QuantileSketch {
 public:
     static constexpr std::size_t shelfSize = 1 << 18;
@@ -33,9 +33,9 @@ public:
         for (std::size_t n = 0; n < shelves_.size(); ++n) {
             for (double const value : shelves_[n]) entries.push_back({value, 1LL << n});
         }
-        return Histogram(std::move(entries),
-                         count_ > 0 ? static_cast<double>(error_) / static_cast<double>(count_)
-                                    : 0.0);
+        return Histogram(
+            std::move(entries),
+            count_ > 0 ? static_cast<double>(error_) / static_cast<double>(count_) : 0.0);
     }
 
 private:

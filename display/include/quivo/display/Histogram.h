@@ -57,9 +57,9 @@ private:
 
 /// What is counted. Plain value.
 struct HistogramOptions {
-    long long channel = 0;            ///< its index
-    std::optional<long long> level;   ///< without it, the coarsest of at least 65,536 pixels
-    std::optional<long long> slice;   ///< without it, all
+    long long channel = 0;              ///< its index
+    std::optional<long long> level;     ///< without it, the coarsest of at least 65,536 pixels
+    std::optional<long long> slice;     ///< without it, all
     std::optional<double> noDataValue;  ///< left out where given, as NaN always is
 };
 
