@@ -18,7 +18,8 @@ set(CPACK_COMPONENTS_ALL "")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SOURCE quivocore)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}
-    ${PROJECT_BINARY_DIR}/formats/tiff ${PROJECT_BINARY_DIR}/formats/synthetic)
+    ${PROJECT_BINARY_DIR}/formats/tiff ${PROJECT_BINARY_DIR}/formats/synthetic
+    ${PROJECT_BINARY_DIR}/display ${PROJECT_BINARY_DIR}/chains)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -97,13 +98,23 @@ and writes tiled pyramids." "libtiff-dev, libpugixml-dev")
 quivo_library_package(Synthetic "computed images of any size for QuivoCore"
 "QuivoSynthetic has images that need no file: every pixel is computed when it
 is read." "")
+quivo_library_package(Display "pictures of very large images for QuivoCore"
+"QuivoDisplay mixes channels to colours, finds display windows by histograms,
+and encodes PNG and JPEG." "libpng-dev, libjpeg-dev")
+set(chains_formats synthetic)
+if(TARGET QuivoTiff)
+  list(APPEND chains_formats tiff)
+endif()
+quivo_library_package(Chains "images by their names for QuivoCore"
+"QuivoChains opens an image of any format that was built by its name, and says
+how it is best read." "" ${chains_formats})
 if(TARGET quivo)
   quivo_package(tools quivo-tools graphics
 "convert, merge and picture very large images
 The command quivo turns TIFF files of any layout and size into tiled pyramids,
 merges channels, tells what is in a file, and writes parts of it as PNG or as
 numbers. Memory grows with the width of an image, never with its area."
-    "libquivocore${major} ${this_or_newer}, libquivotiff${major} ${this_or_newer}, libquivosynthetic${major} ${this_or_newer}")
+    "libquivocore${major} ${this_or_newer}, libquivotiff${major} ${this_or_newer}, libquivodisplay${major} ${this_or_newer}, libquivochains${major} ${this_or_newer}")
 endif()
 
 include(CPack)

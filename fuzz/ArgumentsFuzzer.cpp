@@ -1,23 +1,24 @@
-// What the tool makes of numbers, boxes, scales and sizes on its command line, and how it writes
-// numbers and texts: against parsers that are written anew in the most obvious way.
+// What is made of numbers, boxes, scales, sizes and first bytes of files, and how numbers and texts
+// are written: against parsers that are written anew in the most obvious way.
 
 #include "Fuzz.h"
-#include "Source.h"
-#include "options/Arguments.h"
-#include "terminal/Text.h"
 
+#include <quivo/chains/Formats.h>
+#include <quivo/chains/Text.h>
+#include <quivo/image/Image.h>
 #include <quivo/util/Files.h>
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
+#include <span>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace Quivo::Fuzzing {
 
 namespace {
-
-using namespace tool;
 
 /// Wide enough that no sum or product below overflows.
 __extension__ typedef __int128 Wide;
@@ -27,7 +28,7 @@ template <typename Parse>
 auto accepted(Parse parse) -> std::optional<decltype(parse())> {
     try {
         return parse();
-    } catch (CLI::ValidationError const& error) {
+    } catch (std::runtime_error const& error) {
         require(*error.what() != 0, "a refusal has a text");
         return std::nullopt;
     }
@@ -65,7 +66,7 @@ void checkIntegers(Choices& choices) {
     std::string const text = choices.rest();
     auto const expected = readInteger(text);
     require(parseInteger(text) == expected, "a whole number is read, and nothing else");
-    auto const number = accepted([&] { return parseInteger("--n", text, range); });
+    auto const number = accepted([&] { return parseInteger(text, range); });
     bool const fits = expected && *expected >= range.min && *expected <= range.max;
     require(number.has_value() == fits && (!fits || number == expected),
             "a number outside its range is refused");
@@ -121,13 +122,12 @@ void checkSize(std::string const& text) {
     std::optional<long long> width, height;
     if (sides.size() == 2) width = readInteger(sides[0]), height = readInteger(sides[1]);
     try {
-        Source const source(input);
-        Image const& image = source.getImage();
-        require(width && height && image.getExtent(0) == Vector(*width, *height, 1),
+        auto const image = openImage(input);
+        require(width && height && image->getExtent(0) == Vector(*width, *height, 1),
                 "an image has the size that was given");
-        require(
-            *width >= 1 && *height >= 1 && image.getNumLevels() >= 1 && image.getNumLevels() <= 62,
-            "a size has levels");
+        require(*width >= 1 && *height >= 1 && image->getNumLevels() >= 1 &&
+                    image->getNumLevels() <= 62,
+                "a size has levels");
     } catch (std::runtime_error const& error) {
         require(std::string(error.what()).starts_with(input), "a refusal names the input");
         bool const isSmall = width && height && *width >= 1 && *height >= 1 && *width <= 1 << 20 &&
@@ -136,59 +136,15 @@ void checkSize(std::string const& text) {
     }
 }
 
-/// All of it through the command line's parser.
-void checkCommandLine(Choices& choices) {
-    CLI::App app("", "quivo");
-    std::string path;
-    long long number = 7;
-    std::optional<long long> optional;
-    Rectangle box;
-    double factor = 0.5;
-    int choice = 0;
-    addPath(app, "PATH", &path, "");
-    addInteger(app, "--level", &optional, anyInteger, "");
-    addInteger(app, "--tile", &number, {1, 4096}, "");
-    addChoice<int, int>(app, "--type", &choice, {{"u8", 1}, {"f32", 2}}, "");
-    app.add_option_function<std::string>("--box",
-                                         [&](std::string const& t) { box = parseRectangle(t); });
-    app.add_option_function<std::string>("--scale",
-                                         [&](std::string const& t) { factor = parseScale(t); });
-    std::vector<std::string> reversed;
-    static char const* const names[] = {"--level", "--tile", "--type", "--box", "--scale", "PATH"};
-    while (!choices.isEmpty() && reversed.size() < 12) {
-        auto const kind = choices.integer(0, 7);
-        if (kind < 6) reversed.emplace_back(names[kind]);
-        reversed.push_back(choices.text(24));
+/// Four bytes tell a TIFF, whatever follows.
+void checkBegin(std::string const& bytes) {
+    auto const* const format = findFormatOfBytes(std::as_bytes(std::span(bytes)));
+    bool isTiff = false;
+    for (char const version : {'*', '+'}) {
+        isTiff = isTiff || bytes.starts_with(std::string{'I', 'I', version, 0}) ||
+                 bytes.starts_with(std::string{'M', 'M', 0, version});
     }
-    std::reverse(reversed.begin(), reversed.end());
-    try {
-        app.parse(reversed);
-    } catch (CLI::ParseError const&) {
-        return;
-    }
-    require(number >= 1 && number <= 4096 && factor > 0 && factor < 1 && choice >= 0 &&
-                choice <= 2 && (box.width >= 1 || box.height == 0),
-            "what is accepted is in range");
-}
-
-/// A string literal of JSON back into its text.
-std::string readJson(std::string const& literal) {
-    require(literal.size() >= 2 && literal.front() == '"' && literal.back() == '"', "quotes");
-    std::string text;
-    for (std::size_t i = 1; i + 1 < literal.size(); ++i) {
-        require(static_cast<unsigned char>(literal[i]) >= 0x20 && literal[i] != '"',
-                "control characters and quotes are escaped");
-        if (literal[i] != '\\') {
-            text += literal[i];
-        } else if (literal[++i] == 'u') {
-            text += static_cast<char>(std::stoi(literal.substr(i + 1, 4), nullptr, 16));
-            i += 4;
-        } else {
-            text += literal[i];
-        }
-        require(i + 1 < literal.size(), "an escape ends inside the quotes");
-    }
-    return text;
+    require(isTiff == (format && format->name == "TIFF"), "a TIFF is known by its first bytes");
 }
 
 bool isUtf8(std::string const& text) {
@@ -206,8 +162,6 @@ void checkTexts(Choices& choices) {
     require(std::isnan(value) ? std::isnan(back)
                               : back == value && std::signbit(back) == std::signbit(value),
             "a number reads back as the same");
-    require(std::isfinite(value) ? toJson(value) == text : toJson(value) == "null",
-            "JSON has no number for what is none");
     auto const numDecimals = static_cast<int>(choices.integer(0, 12));
     std::string const rounded = toText(value, numDecimals);
     char expected[400];
@@ -226,10 +180,12 @@ void checkTexts(Choices& choices) {
         require(total == static_cast<long long>(size + 0.5), "a time is a number of seconds");
     }
     std::string const rest = choices.rest();
-    std::string const json = toJson(rest);
-    require(isUtf8(json), "JSON is UTF-8");
-    require(readJson(json) == rest || !isUtf8(rest), "a text of JSON reads back as the same");
-    require(toJson(readJson(json)) == json, "what was no UTF-8 is replaced once");
+    std::string const repaired = toUtf8(rest);
+    require(isUtf8(repaired), "what is repaired is UTF-8");
+    require(repaired == rest || !isUtf8(rest), "what is UTF-8 stays as it is");
+    require(std::count(repaired.begin(), repaired.end(), '\xBD') >=
+                std::count(rest.begin(), rest.end(), '\xFF'),
+            "each byte that is none is replaced");
     std::string const line = toLine(rest);
     require(line.size() == rest.size() && line.find('\n') == line.npos && toLine(line) == line,
             "a line is one");
@@ -259,7 +215,7 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
             checkRectangle(composeRectangle(choices));
             break;
         case 6:
-            checkCommandLine(choices);
+            checkBegin(choices.rest());
             break;
         default:
             checkTexts(choices);

@@ -1,7 +1,7 @@
 #include "commands/Commands.h"
 #include "terminal/Memory.h"
-#include "terminal/Text.h"
 
+#include <quivo/chains/Text.h>
 #include <quivo/core/Version.h>
 #include <quivo/writer/Progress.h>
 

@@ -32,6 +32,7 @@
 #include <quivo/image/ImagePyramid.h>
 #include <quivo/image/InvariableImage.h>
 #include <quivo/image/PixelsInMemory.h>
+#include <quivo/image/StoredLayout.h>
 #include <quivo/metadata/Metadata.h>
 #include <quivo/samples/ReadSamples.h>
 #include <quivo/samples/SampleSource.h>

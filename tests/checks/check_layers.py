@@ -31,28 +31,31 @@ TIFF = {
     "formats/tiff/read": {"formats/tiff/container", *STORAGE, "kernels", "samples"},
     "formats/tiff/write": {"formats/tiff/container", *STORAGE, "kernels", "samples"},
 }
-# The tool writes files of its own by the rules of storage/files.
-APPS = {f"apps/quivo{room}": {"storage/files", "apps/quivo",
-                              *(f"apps/quivo/{name}" for name in
-                                ("commands", "options", "terminal"))}
-        for room in ("", "/commands", "/options", "/terminal")}
+APPS = {
+    "apps/quivo/terminal": {"storage/files"},
+    "apps/quivo/options": {"apps/quivo/terminal", "storage/files"},
+    "apps/quivo/commands": {"apps/quivo/options", "apps/quivo/terminal", "storage/files"},
+    "apps/quivo": {"apps/quivo/commands", "apps/quivo/options", "apps/quivo/terminal"},
+}
+FORMATS = {"quivo/tiff", "quivo/synthetic"}
+AROUND = {*FORMATS, "quivo/display", "quivo/chains"}
 # Rooms around the core with the public headers that they may include beside those of the core.
 OUTER = {
     **{room: (own, set()) for room, own in STORAGE.items()},
     **{room: (own, {"quivo/tiff"}) for room, own in TIFF.items()},
     "formats/tiff": (set(TIFF), {"quivo/tiff"}),
     "formats/synthetic": (set(), {"quivo/synthetic"}),
-    **{room: (own, {"quivo/tiff", "quivo/synthetic"}) for room, own in APPS.items()},
+    "display": ({"kernels"}, {"quivo/display"}),
+    "chains": (set(), {*FORMATS, "quivo/display", "quivo/chains"}),
+    **{room: (own, AROUND) for room, own in APPS.items()},
     "examples": (set(), set()),
-    "benchmarks": (set(), {"quivo/tiff", "quivo/synthetic"}),
-    "fuzz": (set(), {"quivo/tiff", "quivo/synthetic"}),
+    "benchmarks": (set(), AROUND),
+    "fuzz": (set(), AROUND),
 }
 # Sources that may include one file more, each with its reason.
 EXCEPTIONS = {
     # Its questions are about images; its header names the class only.
     "src/core/Resolution.cpp": {"quivo/image/Image.h"},
-    # What it tries out is still the tool's own.
-    "fuzz/ArgumentsFuzzer.cpp": {"options/Arguments.h", "Source.h", "terminal/Text.h"},
 }
 UMBRELLA = "quivo/Quivo.h"
 

@@ -9,7 +9,7 @@ if [[ $(id -u) -ne 0 ]]; then
     exit 0
 fi
 names=(quivo-tools)
-for library in core tiff synthetic; do
+for library in core tiff synthetic display chains; do
     names+=("libquivo${library}1" "libquivo$library-dev")
 done
 fail() {

@@ -1,9 +1,10 @@
-#include "PyramidOutput.h"
-#include "Selection.h"
-#include "Source.h"
 #include "commands/Commands.h"
+#include "commands/PyramidOutput.h"
 #include "options/Arguments.h"
+#include "options/Input.h"
+#include "options/OutputOptions.h"
 #include "options/Region.h"
+#include "options/Selection.h"
 #include "terminal/Interrupt.h"
 
 #include <memory>
@@ -42,19 +43,19 @@ void runConvert(ConvertOptions const& options) {
         throw CLI::ExcludesError("--scale", "--levels source");
     }
     Interrupt interrupt;
-    Source source(options.input);
-    source.setCancellationChecker(interrupt);
-    options.output.checkOutput(source);
+    Input const input(options.input);
+    options.output.checkOutput(input);
 
-    Selection selection(source, options.region, Selection::Border::Cut);
+    Selection selection(input, options.region, Selection::Border::Cut);
     if (options.scale.factor) {
-        selection.scale(*options.scale.factor, 0, options.scale.cacheSizeMB, interrupt);
+        selection.scale(*options.scale.factor, 0, options.scale.cacheSizeMB);
         selection.expectTiles(options.output.tileSide, options.scale.cacheSizeMB);
     }
-    Pyramid pyramid(selection.getImage(), options.output);
+    Image& image = selection.getImage();
+    HalvedLevels pyramid(&image, countLevels(options.output, image.getExtent(0)), false);
     writePyramid(options.output, pyramid,
                  takesLevelsFromSource(options.levels, selection, pyramid.getNumLevels()),
-                 options.output.getWarning(source, pyramid.getValueRange()), interrupt);
+                 options.output.getWarning(input, pyramid.getValueRange()), interrupt);
 }
 
 }  // namespace

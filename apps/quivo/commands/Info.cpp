@@ -1,8 +1,9 @@
-#include "Source.h"
 #include "commands/Commands.h"
 #include "options/Arguments.h"
-#include "terminal/Text.h"
+#include "options/Input.h"
+#include "terminal/Json.h"
 
+#include <quivo/chains/Text.h>
 #include <quivo/core/Resolution.h>
 
 #include <algorithm>
@@ -54,8 +55,8 @@ void printFact(std::string const& what, std::string const& text) {
     std::cout << "  " << what << std::string(13 - what.size(), ' ') << toLine(text) << '\n';
 }
 
-void printTable(Source const& source, std::string const& input) {
-    Image& image = source.getImage();
+void printTable(Input const& input) {
+    Image& image = input.getImage();
     std::vector<std::string> names;
     for (long long c = 0; c < image.getNumChannels(); ++c) {
         std::string const name = image.getChannelName(c);
@@ -63,14 +64,14 @@ void printTable(Source const& source, std::string const& input) {
     }
     ValueRange<double> const range = image.getValueRange();
     std::optional<double> const area = getArea(image);
-    std::cout << toLine(input) << '\n';
+    std::cout << toLine(input.getName()) << '\n';
     printFact("id", image.getId());
     printFact("group", image.getGroupId());
     printFact("extent", toText(image.getExtent(0)));
     printFact("area", area ? toText(*area) + " mm2" : "");
     printFact("channels", std::to_string(image.getNumChannels()) +
                               (names.empty() ? "" : " (" + join(names, ", ") + ")"));
-    printFact("sample type", toString(source.getSampleType()));
+    printFact("sample type", toString(input.getSampleType()));
     printFact("value range", toText(range.min) + " to " + toText(range.max));
     printFact("tile extent", toText(image.getTileExtent()));
     std::cout << '\n';
@@ -83,7 +84,7 @@ void printTable(Source const& source, std::string const& input) {
         table.push_back({std::to_string(level), toText(image.getExtent(level)),
                          voxelSize == Vector() ? "unknown" : toText(voxelSize),
                          resolution ? toText(*resolution) : "unknown",
-                         source.isLevelStored(level) ? "yes" : "no, computed"});
+                         input.getPlan().isLevelStored(level) ? "yes" : "no, computed"});
     }
     std::vector<std::size_t> widths(table.front().size());
     for (auto const& row : table) {
@@ -97,31 +98,30 @@ void printTable(Source const& source, std::string const& input) {
     }
 }
 
-void printJson(Source const& source) {
-    Image& image = source.getImage();
-    std::vector<std::string> names;
+void printJson(Input const& input) {
+    Image& image = input.getImage();
+    Json names = Json::array();
     for (long long c = 0; c < image.getNumChannels(); ++c) {
         names.push_back(toJson(image.getChannelName(c)));
     }
-    std::vector<std::string> levels;
+    Json levels = Json::array();
     for (long long level = 0; level < image.getNumLevels(); ++level) {
-        levels.push_back("    {\"extent\": " + toJson(image.getExtent(level)) +
-                         ", \"voxelSize\": " + toJson(image.getVoxelSize(level)) +
-                         ", \"resolution\": " + toJson(getResolution(image, level)) +
-                         ", \"stored\": " + (source.isLevelStored(level) ? "true" : "false") + "}");
+        levels.push_back({{"extent", toJson(image.getExtent(level))},
+                          {"voxelSize", toJson(image.getVoxelSize(level))},
+                          {"resolution", toJson(getResolution(image, level))},
+                          {"stored", input.getPlan().isLevelStored(level)}});
     }
     ValueRange<double> const range = image.getValueRange();
-    std::cout << "{\n"
-              << "  \"id\": " << toJson(image.getId()) << ",\n"
-              << "  \"groupId\": " << toJson(image.getGroupId()) << ",\n"
-              << "  \"extent\": " << toJson(image.getExtent(0)) << ",\n"
-              << "  \"areaMM2\": " << toJson(getArea(image)) << ",\n"
-              << "  \"channels\": " << image.getNumChannels() << ",\n"
-              << "  \"channelNames\": [" << join(names, ", ") << "],\n"
-              << "  \"valueRange\": [" << toJson(range.min) << ", " << toJson(range.max) << "],\n"
-              << "  \"tileExtent\": " << toJson(image.getTileExtent()) << ",\n"
-              << "  \"levels\": [\n"
-              << join(levels, ",\n") << "\n  ]\n}\n";
+    Json const document{{"id", toJson(image.getId())},
+                        {"groupId", toJson(image.getGroupId())},
+                        {"extent", toJson(image.getExtent(0))},
+                        {"areaMM2", toJson(getArea(image))},
+                        {"channels", image.getNumChannels()},
+                        {"channelNames", names},
+                        {"valueRange", {toJson(range.min), toJson(range.max)}},
+                        {"tileExtent", toJson(image.getTileExtent())},
+                        {"levels", levels}};
+    std::cout << toDocument(document);
 }
 
 }  // namespace
@@ -133,11 +133,11 @@ void addInfoCommand(CLI::App& app) {
     command->add_flag("--json", options->json, "print one JSON object");
     command->footer("Example: quivo info slide.tif --json");
     command->callback([options] {
-        Source const source(options->input);
+        Input const input(options->input);
         if (options->json) {
-            printJson(source);
+            printJson(input);
         } else {
-            printTable(source, options->input);
+            printTable(input);
         }
     });
 }

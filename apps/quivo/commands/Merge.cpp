@@ -1,10 +1,11 @@
-#include "BankImage.h"
-#include "PyramidOutput.h"
-#include "Source.h"
 #include "commands/Commands.h"
+#include "commands/PyramidOutput.h"
 #include "options/Arguments.h"
+#include "options/Input.h"
+#include "options/OutputOptions.h"
 #include "terminal/Interrupt.h"
 
+#include <quivo/channels/BankImage.h>
 #include <quivo/channels/ChannelBank.h>
 
 #include <memory>
@@ -36,32 +37,31 @@ ChannelArgument parseChannel(std::string const& text) {
     return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
-using Sources = std::vector<std::unique_ptr<Source>>;
+using Inputs = std::vector<std::unique_ptr<Input>>;
 
-Sources openSources(MergeOptions const& options, Interrupt& interrupt) {
-    Sources sources;
+Inputs openInputs(MergeOptions const& options) {
+    Inputs inputs;
     for (ChannelArgument const& channel : options.channels) {
-        sources.push_back(std::make_unique<Source>(channel.input));
-        sources.back()->setCancellationChecker(interrupt);
-        options.output.checkOutput(*sources.back());
+        inputs.push_back(std::make_unique<Input>(channel.input));
+        options.output.checkOutput(*inputs.back());
     }
-    return sources;
+    return inputs;
 }
 
-void fillBank(ChannelBank& bank, MergeOptions const& options, Sources const& sources) {
-    for (std::size_t i = 0; i < sources.size(); ++i) {
+void fillBank(ChannelBank& bank, MergeOptions const& options, Inputs const& inputs) {
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
         try {
-            bank.addChannel(&sources[i]->getImage(), options.channels[i].name, false);
+            bank.addChannel(&inputs[i]->getImage(), options.channels[i].name, false);
         } catch (std::runtime_error const& refusal) {
             throw std::runtime_error(options.channels[i].input + ": " + refusal.what());
         }
     }
 }
 
-bool areLevelsStored(Sources const& sources, long long numLevels) {
-    for (auto const& source : sources) {
+bool areLevelsStored(Inputs const& inputs, long long numLevels) {
+    for (auto const& input : inputs) {
         for (long long level = 0; level < numLevels; ++level) {
-            if (!source->isLevelStored(level)) return false;
+            if (!input->getPlan().isLevelStored(level)) return false;
         }
     }
     return true;
@@ -69,16 +69,16 @@ bool areLevelsStored(Sources const& sources, long long numLevels) {
 
 void runMerge(MergeOptions const& options) {
     Interrupt interrupt;
-    Sources const sources = openSources(options, interrupt);
-    ChannelBank bank(&sources.front()->getImage());
-    fillBank(bank, options, sources);
+    Inputs const inputs = openInputs(options);
+    ChannelBank bank(&inputs.front()->getImage());
+    fillBank(bank, options, inputs);
     BankImage image(bank);
-    Pyramid pyramid(image, options.output);
+    HalvedLevels pyramid(&image, countLevels(options.output, image.getExtent(0)), false);
     std::string warning;
-    for (auto const& source : sources) {
-        if (warning.empty()) warning = options.output.getWarning(*source, image.getValueRange());
+    for (auto const& input : inputs) {
+        if (warning.empty()) warning = options.output.getWarning(*input, image.getValueRange());
     }
-    writePyramid(options.output, pyramid, areLevelsStored(sources, pyramid.getNumLevels()), warning,
+    writePyramid(options.output, pyramid, areLevelsStored(inputs, pyramid.getNumLevels()), warning,
                  interrupt);
 }
 

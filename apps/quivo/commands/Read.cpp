@@ -1,11 +1,13 @@
-#include "Pieces.h"
-#include "Source.h"
 #include "commands/Commands.h"
 #include "options/Arguments.h"
+#include "options/Input.h"
 #include "options/Region.h"
 #include "terminal/Interrupt.h"
 #include "terminal/Memory.h"
 #include "terminal/OutputFile.h"
+
+#include <quivo/chains/ReadPlan.h>
+#include <quivo/filters/PiecewiseFilter.h>
 
 #include <bit>
 #include <iostream>
@@ -35,11 +37,10 @@ void runRead(ReadOptions const& options) {
         throw std::runtime_error(
             "standard output: is a terminal and the values are binary, use --output FILE");
     }
-    Source source(options.input);
-    source.setCancellationChecker(interrupt);
-    if (!options.output.empty()) source.checkIsNot(options.output);
-    Image& image = source.getImage();
-    Box const region = options.region.getRegion(source);
+    Input const input(options.input);
+    if (!options.output.empty()) input.checkIsNot(options.output);
+    Image& image = input.getImage();
+    Box const region = options.region.getRegion(input);
     Vector const extent = region.getExtent();
     long long const numChannels = image.getNumChannels();
     checkFitsIntoMemory(options.input, static_cast<double>(extent.x) *
@@ -51,7 +52,7 @@ void runRead(ReadOptions const& options) {
     auto const numValues = static_cast<std::size_t>(extent.prod() * numChannels);
     // Not cleared beforehand: that would take a while, during which nothing could be interrupted.
     auto const values = std::make_unique_for_overwrite<double[]>(numValues);
-    PiecewiseFilter(&image, choosePieceExtent(numChannels), interrupt, false)
+    PiecewiseFilter(&image, ReadPlan::choosePieceExtent(numChannels), false)
         .openRegion(values.get(), options.region.getLevel(), region);
     std::size_t const numBytes = numValues * sizeof(double);
     if (file) {

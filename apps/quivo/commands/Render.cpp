@@ -1,20 +1,24 @@
-#include "Pieces.h"
-#include "Selection.h"
-#include "Source.h"
 #include "commands/Commands.h"
 #include "options/Arguments.h"
+#include "options/Input.h"
 #include "options/Region.h"
+#include "options/Selection.h"
 #include "terminal/Interrupt.h"
 #include "terminal/Memory.h"
 #include "terminal/OutputFile.h"
-#include "terminal/Png.h"
 
+#include <quivo/chains/ReadPlan.h>
 #include <quivo/core/Levels.h>
+#include <quivo/core/Strips.h>
+#include <quivo/display/Bytes.h>
+#include <quivo/display/PngEncoder.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <memory>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -38,8 +42,7 @@ bool isSizeOpen(RenderOptions const& options) {
 
 /// Gives the picture exactly `size` pixels on its longer side: less where there are less, more
 /// where nothing would remain of the shorter one. Returns the level to read.
-long long fitToSize(Selection& selection, long long size, RenderOptions const& options,
-                    CancellationChecker& checker) {
+long long fitToSize(Selection& selection, long long size, RenderOptions const& options) {
     auto const getLongerSide = [&](long long level) {
         Vector const extent = selection.getFrame(level).getExtent();
         return std::max(extent.x, extent.y);
@@ -65,27 +68,21 @@ long long fitToSize(Selection& selection, long long size, RenderOptions const& o
         while (isTooThin(factor)) factor = std::nextafter(factor, 2.0);
         if (factor >= 1.0) return level;
     }
-    selection.scale(factor, level, options.scale.cacheSizeMB, checker);
+    selection.scale(factor, level, options.scale.cacheSizeMB);
     return level;
 }
 
-/// Rounded half up and clamped; 0 for NaN.
-unsigned char toByte(double value) noexcept {
-    if (!(value > 0.0)) return 0;
-    return value >= 255.0 ? 255 : static_cast<unsigned char>(value + 0.5);
-}
-
-/// Copies the planes of a piece to their places in interleaved rows of `rowLength` pixels.
-void interleave(double const* src, Vector const& size, long long numChannels, unsigned char* dst,
-                long long rowLength) noexcept {
-    for (long long c = 0; c < numChannels; ++c) {
-        for (long long y = 0; y < size.y; ++y) {
-            double const* const row = src + (c * size.y + y) * size.x;
-            unsigned char* const out = dst + y * rowLength * numChannels + c;
-            for (long long x = 0; x < size.x; ++x) out[x * numChannels] = toByte(row[x]);
-        }
+/// The file as a sink of an encoder.
+class FileSink final : public ByteSink {
+public:
+    explicit FileSink(OutputFile& file) noexcept : file_(file) {}
+    void write(std::span<std::byte const> bytes) override {
+        file_.write(bytes.data(), bytes.size());
     }
-}
+
+private:
+    OutputFile& file_;
+};
 
 /// Three and four channels are colours; of any other number the first is shown.
 int getNumShownChannels(Image const& view) {
@@ -98,7 +95,7 @@ void writePng(OutputFile& file, Image& view, long long level, Box const& region,
               long long maxBandHeight, CancellationChecker& checker) {
     Vector const extent = region.getExtent();
     int const numChannels = getNumShownChannels(view);
-    Vector const pieceExtent = choosePieceExtent(view.getNumChannels());
+    Vector const pieceExtent = ReadPlan::choosePieceExtent(view.getNumChannels());
     constexpr long long maxBandBytes = 1 << 26;
     // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): neither a box nor a level is empty here
     long long const bandHeight = std::clamp(maxBandBytes / (extent.x * numChannels), 1LL,
@@ -107,15 +104,17 @@ void writePng(OutputFile& file, Image& view, long long level, Box const& region,
         static_cast<std::size_t>(extent.x * numChannels * std::min(bandHeight, extent.y)));
     std::vector<double> values;
 
-    PngWriter png(file, extent.x, extent.y, numChannels);
+    FileSink sink(file);
+    PngEncoder png(sink, extent.x, extent.y, numChannels);
     forEachStrip(region, 1, bandHeight, [&](Box const& band) {
         forEachStrip(band, 0, pieceExtent.x, [&](Box const& piece) {
             checker.checkCancelled();
             auto const count = static_cast<std::size_t>(piece.getSize() * view.getNumChannels());
             if (values.size() < count) values.resize(count);
             view.openRegion(values.data(), level, piece);
-            interleave(values.data(), piece.getExtent(), numChannels,
-                       rows.data() + (piece.min.x - region.min.x) * numChannels, extent.x);
+            Vector const size = piece.getExtent();
+            interleaveBytes(values.data(), size.x, size.y, numChannels,
+                            rows.data() + (piece.min.x - region.min.x) * numChannels, extent.x);
         });
         for (long long y = 0; y < band.getExtent().y; ++y) {
             png.writeRow(rows.data() + y * extent.x * numChannels);
@@ -130,29 +129,32 @@ void runRender(RenderOptions const& options) {
         throw CLI::ExcludesError("--size", "--level without --box");
     }
     Interrupt interrupt;
-    Source source(options.input);
-    source.setCancellationChecker(interrupt);
-    source.checkIsNot(options.output);
-    Selection selection(source, options.region, Selection::Border::Zeros);
+    Input const input(options.input);
+    input.checkIsNot(options.output);
+    Selection selection(input, options.region, Selection::Border::Zeros);
     long long level = 0;
     if (options.scale.factor) {
-        selection.scale(*options.scale.factor, 0, options.scale.cacheSizeMB, interrupt);
+        selection.scale(*options.scale.factor, 0, options.scale.cacheSizeMB);
     } else if (options.size || isSizeOpen(options)) {
-        level = fitToSize(selection, options.size.value_or(1024), options, interrupt);
+        level = fitToSize(selection, options.size.value_or(1024), options);
     }
     Image& view = *selection.getImage().getViewableRepresentation();
     Box const region = selection.getFrame(level);
     Vector const extent = region.getExtent();
-    if (extent.x > maxPngSide || extent.y > maxPngSide) {
+    if (extent.x > PngEncoder::maxSide || extent.y > PngEncoder::maxSide) {
         throw std::runtime_error(options.output + ": a PNG has at most " +
-                                 std::to_string(maxPngSide) +
+                                 std::to_string(PngEncoder::maxSide) +
                                  " pixels on a side: choose a smaller --box or a coarser --level");
     }
     constexpr double numRowsInMemory = 8.0;  // ours, and those in which the encoder tries filters
     checkFitsIntoMemory(options.output, static_cast<double>(extent.x) * getNumShownChannels(view) *
                                             numRowsInMemory);
     OutputFile file(options.output, interrupt);
-    writePng(file, view, level, region, selection.getBandHeight(), interrupt);
+    try {
+        writePng(file, view, level, region, selection.getBandHeight(), interrupt);
+    } catch (EncodingError const& error) {
+        throw std::runtime_error(options.output + ": " + error.what());
+    }
     file.commit();
 }
 

@@ -2,6 +2,7 @@
 
 #include "options/Arguments.h"
 
+#include <quivo/chains/Text.h>
 #include <quivo/core/Box.h>
 
 #include <optional>
@@ -9,7 +10,7 @@
 
 namespace Quivo::tool {
 
-class Source;
+class Input;
 
 /// Which part of an image a subcommand works on: the options --level, --box and --slice.
 struct RegionOptions {
@@ -25,8 +26,8 @@ struct RegionOptions {
     [[nodiscard]] long long getLevel() const noexcept { return level.value_or(0); }
 
     /// The box in the slice, the whole level without one and the first slice without one.
-    /// error: std::runtime_error when the source has no such level or slice.
-    [[nodiscard]] Box getRegion(Source const& source) const;
+    /// error: std::runtime_error when the input has no such level or slice.
+    [[nodiscard]] Box getRegion(Input const& input) const;
 };
 
 /// What --help says about a box that reaches outside, where it may.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <quivo/writer/Progress.h>
+#include <quivo/util/Cancellation.h>
 
 #include <array>
 #include <csignal>
@@ -8,7 +8,8 @@
 namespace Quivo::tool {
 
 /// Makes Ctrl-C an orderly end: while an object of this class lives, SIGINT, SIGTERM and SIGHUP
-/// only leave a mark, and whoever asks `checkCancelled()` afterwards unwinds and tidies up.
+/// only leave a mark, and whoever asks `checkCancelled()` afterwards unwinds and tidies up; so does
+/// every read on the thread that made the object.
 ///
 /// One object at a time; it may be asked from any thread.
 class Interrupt : public CancellationChecker {
@@ -24,6 +25,7 @@ public:
 private:
     static constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
     std::array<struct sigaction, signals.size()> previous_{};
+    CancellationScope scope_{*this};
 };
 
 }  // namespace Quivo::tool

@@ -1,6 +1,6 @@
 #include "terminal/Memory.h"
 
-#include "terminal/Text.h"
+#include <quivo/chains/Text.h>
 
 #include <algorithm>
 #include <fstream>

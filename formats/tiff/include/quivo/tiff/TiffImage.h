@@ -2,6 +2,7 @@
 
 #include <quivo/image/DisplayView.h>
 #include <quivo/image/Facets.h>
+#include <quivo/image/StoredLayout.h>
 #include <quivo/metadata/Metadata.h>
 #include <quivo/samples/SampleSource.h>
 #include <quivo/samples/SampleType.h>
@@ -37,7 +38,10 @@ class CancellationChecker;
 /// most, so that reading down the image decodes everything once. Planes that lie apart are decoded
 /// and kept apart. The file must not change while it is open. Locked inside; any thread may read,
 /// several at once: a block that several ask for is decoded once.
-class QUIVO_API TiffImage : public TileImage, public SampleSource, public MetadataSource {
+class QUIVO_API TiffImage : public TileImage,
+                            public SampleSource,
+                            public MetadataSource,
+                            public StoredLayout {
 public:
     /// Opens a file.
     /// error: std::runtime_error, one line that starts with the path, when the file cannot be read,
@@ -93,10 +97,10 @@ public:
     Image* getViewableRepresentation() override;
 
     /// Whether the file holds this level, so that reading it computes nothing.
-    [[nodiscard]] bool isLevelStored(long long level) const noexcept;
+    [[nodiscard]] bool isLevelStored(long long level) const noexcept override;
 
     /// Whether level 0 lies in the file in tiles; otherwise in strips across the whole image.
-    [[nodiscard]] bool isTiled() const noexcept;
+    [[nodiscard]] bool isTiled() const noexcept override;
 
     /// The type of the values delivered: the file's, or `U8` where colours are converted.
     [[nodiscard]] SampleType getSampleType() const noexcept;

@@ -5,7 +5,6 @@
 
 #include <quivo/core/Box.h>
 #include <quivo/image/Image.h>
-#include <quivo/writer/Progress.h>
 
 #include <memory>
 #include <optional>
@@ -14,7 +13,7 @@
 
 namespace Quivo::tool {
 
-class Source;
+class Input;
 
 /// How much a subcommand shrinks what it reads: the options --scale and --cache-mb.
 struct ScaleOptions {
@@ -25,7 +24,7 @@ struct ScaleOptions {
     CLI::Option* addTo(CLI::App& app);
 };
 
-/// The part of a source that a subcommand works on as an image of its own: a chain of filters that
+/// The part of an input that a subcommand works on as an image of its own: a chain of filters that
 /// cut out the box, take the slice and shrink the result, in this order. One thread at a time.
 class Selection {
 public:
@@ -36,13 +35,13 @@ public:
     };
 
     /// The whole image, all levels and slices, where `region` says nothing.
-    /// error: std::runtime_error when the source has no such level or slice, or when nothing is
+    /// error: std::runtime_error when the input has no such level or slice, or when nothing is
     /// left of a box that is cut.
-    Selection(Source const& source, RegionOptions const& region, Border border);
+    Selection(Input const& input, RegionOptions const& region, Border border);
 
-    /// Shrinks the selection, which is going to be read at `level`. Once. `checker` outlives it.
+    /// Shrinks the selection, which is going to be read at `level`. Once.
     /// error: std::runtime_error when no pixel remains or a single one takes too much memory.
-    void scale(double factor, long long level, long long cacheSizeMB, CancellationChecker& checker);
+    void scale(double factor, long long level, long long cacheSizeMB);
 
     /// Prepares for a reader that wants tiles of level 0, row after row.
     void expectTiles(long long tileSide, long long cacheSizeMB);
@@ -65,9 +64,9 @@ private:
         filters_.push_back(std::make_unique<F>(top_, std::forward<Arguments>(arguments)..., false));
         top_ = filters_.back().get();
     }
-    void build(CancellationChecker* checker, long long cacheSizeMB);
+    void build(std::optional<Vector> const& cacheTile, long long cacheSizeMB);
 
-    Source const& source_;
+    Input const& input_;
     long long baseLevel_;
     std::optional<Box> box_;  ///< in the base level, as given
     std::optional<long long> slice_;

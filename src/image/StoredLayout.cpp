@@ -1,0 +1,7 @@
+#include <quivo/image/StoredLayout.h>
+
+namespace Quivo {
+
+StoredLayout::~StoredLayout() = default;
+
+}  // namespace Quivo
