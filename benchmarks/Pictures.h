@@ -4,6 +4,7 @@
 
 #include "Yardstick.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -58,5 +59,9 @@ inline std::vector<Window> makeNativeWindows(int edge) {
 constexpr int coldEdge = 8192;
 constexpr int coldWindow = 256;
 std::vector<Window> makeColdWindows();
+
+/// The same by GDAL, where it is installed: opens the file and reads all cold windows. Empty when
+/// it reads something else than the picture.
+std::function<void()> makeColdGdal(Packing packing);
 
 }  // namespace Quivo::Benchmarks

@@ -92,7 +92,7 @@ void readHitsWithTwoThreads(benchmark::State& state, int edge) {
         });
 }
 
-/// All windows out of an image opened for them.
+/// All windows out of an image opened for them, beside GDAL in turn.
 void readCold(benchmark::State& state, Packing packing) {
     auto const& path = fileOf(coldEdge, packing);
     auto const windows = makeColdWindows();
@@ -106,10 +106,17 @@ void readCold(benchmark::State& state, Packing packing) {
         }
     }
     double const pixels = static_cast<double>(windows.size()) * coldWindow * coldWindow;
-    measure(state, asPeers, pixels, CopyYardstick(2 * 3 * pixels), [&] {
+    auto const readAll = [&] {
         TiffImage image(path);
         for (auto const& at : windows) readWindow(image, dst.data(), at, coldWindow);
-    });
+    };
+#ifdef QUIVO_PEER_GDAL
+    auto const peer = makeColdGdal(packing);
+    if (!peer) return state.SkipWithError("GDAL cannot read the file");
+    measure(state, 1.0, pixels, peer, readAll);
+#else
+    measure(state, 0, pixels, CopyYardstick(2 * 3 * pixels), readAll);
+#endif
 }
 
 /// Reads every directory of a file with libtiff; how many tiles they list.

@@ -37,7 +37,7 @@ def print_table(results):
         goal = "as peers" if entry["goal"] < 0 else f"{entry['goal']:.3g}" if entry["goal"] else ""
         time, rate = [format(entry[key], form) if key in entry else ""
                       for key, form in (("ms", ".3g"), ("Mpixels_s", ".0f"))]
-        digits = 3 if abs(entry["goal"]) < 0.1 else 2
+        digits = 3 if 0 < entry["goal"] < 0.1 else 2
         print(f"| {name} | {time} | {entry['x_memcpy']:.{digits}f} | {goal} | {rate} "
               f"| {'; '.join(others)} |")
 
