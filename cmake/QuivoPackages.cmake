@@ -93,7 +93,7 @@ endmacro()
 
 quivo_library_package(Tiff "TIFF pyramids for QuivoCore"
 "QuivoTiff reads TIFF and BigTIFF files of any layout as images of QuivoCore,
-and writes tiled pyramids." "libtiff-dev")
+and writes tiled pyramids." "libtiff-dev, libpugixml-dev")
 quivo_library_package(Synthetic "computed images of any size for QuivoCore"
 "QuivoSynthetic has images that need no file: every pixel is computed when it
 is read." "")

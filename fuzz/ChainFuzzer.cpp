@@ -139,7 +139,7 @@ private:
 
     void addLink() {
         Image* const top = image_;
-        switch (choices_.integer(0, 6)) {
+        switch (choices_.integer(0, 7)) {
             case 0: {
                 Vector const tile = chooseVector(1, 12, 12, 3);
                 auto const cacheSizeMB = choices_.integer(-1, 1);
@@ -188,6 +188,16 @@ private:
                 note("shrink", factor);
                 push<ArbitraryDownsampleFilter>(top, factor, false);
                 reference_ = makeShrunk(reference_, factor);
+                break;
+            }
+            case 6: {
+                std::vector<long long> channels(static_cast<std::size_t>(choices_.integer(0, 3)) *
+                                                (reference_->numChannels > 0 ? 1 : 0));
+                for (auto& c : channels) c = choices_.integer(0, reference_->numChannels - 1);
+                note("channels");
+                for (auto const c : channels) tell(c);
+                push<ChannelFilter>(top, channels, false);
+                reference_ = makeChannels(reference_, std::move(channels));
                 break;
             }
             default:
@@ -275,6 +285,31 @@ private:
             expect(isRight, "a region is what the reference says");
         }
         checkPiece(level, region, values);
+        checkSamples(level, region, values);
+    }
+
+    /// Samples of any type are the values, converted; natively or not.
+    void checkSamples(long long level, Box const& region, Values const& values) {
+        auto const numChannels = image_->getNumChannels();
+        if (values.empty()) return;
+        auto const channel = choices_.integer(0, numChannels - 1);
+        auto const size = static_cast<std::size_t>(region.getSize());
+        std::vector<std::int16_t> shorts(2 * size);
+        std::vector<double> doubles(2 * size);
+        std::vector<long long> const chosen{channel, numChannels - 1};
+        note("samples", channel);
+        readSamples(*image_, shorts.data(), SampleType::I16, level, region, chosen);
+        readSamples(*image_, doubles.data(), SampleType::F64, level, region, chosen);
+        for (std::size_t i = 0; i < 2 * size; ++i) {
+            auto const plane = static_cast<std::size_t>(chosen[i / size]);
+            double const value = values[plane * size + i % size];
+            double const rounded = std::isnan(value) ? 0.0 : std::floor(value + 0.5);
+            expect(shorts[i] == (rounded < -32768.0  ? -32768
+                                 : rounded > 32767.0 ? 32767
+                                                     : static_cast<int>(rounded)),
+                   "shorts are the values, rounded and clamped");
+            expect(isEqual(doubles[i], value), "doubles of chosen channels are the values");
+        }
     }
 
     /// A part of a region equals that part of the whole, to the bit.

@@ -115,6 +115,23 @@ private:
     bool rounds_;
 };
 
+class ChannelsReference : public Derived {
+public:
+    ChannelsReference(ReferencePtr source, std::vector<long long> channels)
+        : Derived(std::move(source)), channels_(std::move(channels)) {
+        numChannels = static_cast<long long>(channels_.size());
+    }
+    Values read(long long level, Box const& region) const override {
+        Values const all = source_->read(level, region);
+        return readEach(region, [&](long long c, Vector const& p) {
+            return all[indexOf(region, channels_[static_cast<std::size_t>(c)], p)];
+        });
+    }
+
+private:
+    std::vector<long long> channels_;
+};
+
 class SubImageReference : public Derived {
 public:
     SubImageReference(ReferencePtr source, Box const& bounds, long long level)
@@ -316,6 +333,10 @@ ReferencePtr makeSlice(ReferencePtr source, long long slice) {
     Vector const extent = source->getExtent(0);
     Box const bounds(Vector(0, 0, slice), Vector(extent.x - 1, extent.y - 1, slice));
     return makeSubImage(std::move(source), bounds, 0);
+}
+
+ReferencePtr makeChannels(ReferencePtr source, std::vector<long long> channels) {
+    return make<ChannelsReference>(std::move(source), std::move(channels));
 }
 
 ReferencePtr makeCache(ReferencePtr source, Vector const& tileExtent) {

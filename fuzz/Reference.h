@@ -80,6 +80,7 @@ protected:
 [[nodiscard]] ReferencePtr makeScale(ReferencePtr source, ValueRange<double> target, bool rounds);
 [[nodiscard]] ReferencePtr makeSubImage(ReferencePtr source, Box const& bounds, long long level);
 [[nodiscard]] ReferencePtr makeSlice(ReferencePtr source, long long slice);
+[[nodiscard]] ReferencePtr makeChannels(ReferencePtr source, std::vector<long long> channels);
 [[nodiscard]] ReferencePtr makeCache(ReferencePtr source, Vector const& tileExtent);
 [[nodiscard]] ReferencePtr makeShrunk(ReferencePtr source, double factor);
 

@@ -12,7 +12,7 @@
 set -euo pipefail
 
 purpose=${1:-}
-packages=(g++ cmake ninja-build libtiff-dev libpng-dev libcli11-dev)
+packages=(g++ cmake ninja-build libtiff-dev libpugixml-dev libpng-dev libcli11-dev)
 case $purpose in
     demo) ;;
     test) packages+=(libgtest-dev pkg-config python3) ;;

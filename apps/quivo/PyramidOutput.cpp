@@ -5,8 +5,8 @@
 #include "terminal/Text.h"
 
 #include <quivo/core/Levels.h>
+#include <quivo/image/ChannelNames.h>
 
-#include <array>
 #include <chrono>
 #include <filesystem>
 #include <iostream>
@@ -41,16 +41,11 @@ SampleType chooseWideType(SampleType from) {
 /// The names of the channels where they are not those that go without saying; none otherwise.
 std::vector<std::string> getChannelNames(Image& image) {
     long long const count = image.getNumChannels();
-    static constexpr std::array colours{"Red", "Green", "Blue", "Alpha"};
     std::vector<std::string> names;
     bool isTold = true;
     for (long long c = 0; c < count; ++c) {
-        auto const index = static_cast<std::size_t>(c);
-        std::string const usual = count == 1                 ? "Gray"
-                                  : count == 3 || count == 4 ? colours[index]
-                                                             : "";
         names.push_back(image.getChannelName(c));
-        isTold = isTold && names.back() == usual;
+        isTold = isTold && names.back() == getUsualChannelName(c, count);
     }
     if (isTold) names.clear();
     return names;

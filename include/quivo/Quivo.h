@@ -25,6 +25,7 @@
 #include <quivo/filters/SliceFilter.h>
 #include <quivo/filters/SubImageFilter.h>
 #include <quivo/image/BufferImage.h>
+#include <quivo/image/ChannelNames.h>
 #include <quivo/image/DisplayView.h>
 #include <quivo/image/Facets.h>
 #include <quivo/image/Image.h>
@@ -37,7 +38,10 @@
 #include <quivo/samples/SampleType.h>
 #include <quivo/tiles/CachedImage.h>
 #include <quivo/tiles/GenericTileLoader.h>
+#include <quivo/tiles/MemoryBudget.h>
+#include <quivo/tiles/OpenOptions.h>
 #include <quivo/tiles/TileImage.h>
+#include <quivo/util/Cancellation.h>
 #include <quivo/util/Color.h>
 #include <quivo/util/Files.h>
 #include <quivo/util/Lock.h>

@@ -3,6 +3,7 @@
 #include <quivo/core/Box.h>
 #include <quivo/core/Levels.h>
 #include <quivo/image/PixelsInMemory.h>
+#include <quivo/util/Cancellation.h>
 
 #include "core/Arithmetic.h"
 #include "core/Storage.h"
@@ -43,6 +44,7 @@ Vector ArbitraryDownsampleFilter::getTileExtent() const {
 void ArbitraryDownsampleFilter::openRegion(double* dst, long long level, Box const& region) {
     long long const numChannels = getSource()->getNumChannels();
     if (region.isEmpty() || numChannels < 1) return;
+    checkCancelled();
     Box const srcRegion(Vector(detail::firstSourceOf(region.min.x, scaleFactor_),
                                detail::firstSourceOf(region.min.y, scaleFactor_), region.min.z),
                         Vector(detail::lastSourceOf(region.max.x, scaleFactor_),

@@ -2,7 +2,7 @@
 
 #include <quivo/core/Strips.h>
 #include <quivo/samples/ReadSamples.h>
-#include <quivo/writer/Progress.h>
+#include <quivo/util/Cancellation.h>
 
 #include "samples/Samples.h"
 
@@ -11,8 +11,8 @@
 namespace Quivo {
 
 PiecewiseFilter::PiecewiseFilter(Image* source, Vector const& pieceExtent,
-                                 CancellationChecker* checker, bool takeOwnership) noexcept
-    : Filter(source, takeOwnership), pieceExtent_(pieceExtent), checker_(checker) {}
+                                 bool takeOwnership) noexcept
+    : Filter(source, takeOwnership), pieceExtent_(pieceExtent) {}
 
 PiecewiseFilter::~PiecewiseFilter() = default;
 
@@ -21,7 +21,7 @@ void PiecewiseFilter::readPieces(T* dst, Box const& region, long long numPlanes,
     Vector const extent = region.getExtent();
     detail::Bytes values;
     auto const readPiece = [&](Box const& piece) {
-        if (checker_) checker_->checkCancelled();
+        checkCancelled();
         if (piece == region) {  // nothing to put together
             read(dst, piece);
             return;

@@ -1,8 +1,7 @@
 #include <quivo/image/InvariableImage.h>
 
 #include <quivo/core/Levels.h>
-
-#include <array>
+#include <quivo/image/ChannelNames.h>
 
 namespace Quivo {
 
@@ -11,9 +10,7 @@ InvariableImage::~InvariableImage() = default;
 std::string InvariableImage::getChannelName(long long index) {
     long long const count = getNumChannels();
     check(index >= 0 && index < count, "Invalid channel index. Cannot determine its name.");
-    if (count == 1) return "Gray";
-    static constexpr std::array names{"Red", "Green", "Blue", "Alpha"};
-    return count == 3 || count == 4 ? names[static_cast<std::size_t>(index)] : "";
+    return getUsualChannelName(index, count);
 }
 
 ContentHash InvariableImage::getHash() { return 0; }

@@ -1,5 +1,6 @@
 #include <quivo/metadata/Metadata.h>
 
+#include <quivo/image/ChannelNames.h>
 #include <quivo/image/Facets.h>
 #include <quivo/image/Image.h>
 
@@ -20,16 +21,16 @@ Metadata describe(Image& image) {
         result.pixelSize[static_cast<std::size_t>(axis)] =
             static_cast<double>(std::max(size[axis], 0LL));
     }
-    auto const isNamed = [&](std::size_t c, char const* name) {
-        return c < result.channels.size() && result.channels[c].name == name;
-    };
-    std::size_t const count = result.channels.size();
-    if (count == 1 && isNamed(0, "Gray")) result.colourModel = ColourModel::Grey;
-    if ((count == 3 || count == 4) && isNamed(0, "Red") && isNamed(1, "Green") &&
-        isNamed(2, "Blue")) {
-        result.colourModel = ColourModel::Rgb;
-        if (isNamed(3, "Alpha")) result.channels[3].alpha = AlphaKind::Unassociated;
+    // Colours go without saying in pictures of one, three and four channels.
+    long long const count = std::ssize(result.channels);
+    for (long long c = 0; c < count; ++c) {
+        std::string const usual = getUsualChannelName(c, count);
+        bool const isUsual = result.channels[static_cast<std::size_t>(c)].name == usual;
+        if (usual.empty() || !isUsual) return result;
     }
+    if (count == 1) result.colourModel = ColourModel::Grey;
+    if (count >= 3) result.colourModel = ColourModel::Rgb;
+    if (count == 4) result.channels.back().alpha = AlphaKind::Unassociated;
     return result;
 }
 

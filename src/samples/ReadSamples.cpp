@@ -5,6 +5,7 @@
 #include <quivo/image/Facets.h>
 #include <quivo/image/Image.h>
 
+#include "core/Arithmetic.h"
 #include "samples/Channels.h"
 #include "samples/Samples.h"
 
@@ -37,32 +38,34 @@ bool areAllInOrder(std::span<long long const> channels, long long count) {
     return std::ssize(channels) == count;
 }
 
-/// Reads `region` in pieces that take little memory: `read(values, piece)` fills `numPlanes` planes
-/// of type In, and plane `planes[i]` of them becomes plane i of `dst`, of type Out.
+/// Reads `region`, at once or, where that takes much memory, in bands of one slice:
+/// `read(values, piece)` fills `numPlanes` planes of type In, and plane `planes[i]` of them becomes
+/// plane i of `dst`, of type Out.
 template <typename In, typename Out, typename Read>
 void readConverted(Out* dst, Box const& region, long long numPlanes,
                    std::span<long long const> planes, Read read) {
-    constexpr long long pieceBytes = 4 << 20;
+    constexpr double pieceBytes = 4 << 20;
     Vector const extent = region.getExtent();
     auto const rowBytes = static_cast<double>(extent.x) * static_cast<double>(numPlanes) *
                           static_cast<double>(sizeof(In));
-    auto const rows = static_cast<long long>(
-        std::clamp(pieceBytes / rowBytes, 1.0, static_cast<double>(extent.y)));
     detail::Bytes values;
-    forEachStrip(region, 2, 1, [&](Box const& slice) {
-        forEachStrip(slice, 1, rows, [&](Box const& piece) {
-            long long const count = piece.getSize();
-            values.resize(static_cast<std::size_t>(count * numPlanes) * sizeof(In));
-            auto* const in = reinterpret_cast<In*>(values.data());
-            read(in, piece);
-            Vector const place = piece.min - region.min;
-            for (long long i = 0; i < std::ssize(planes); ++i) {
-                In const* const from = in + planes[static_cast<std::size_t>(i)] * count;
-                Out* const to = dst + ((i * extent.z + place.z) * extent.y + place.y) * extent.x;
-                detail::convertSamples(from, to, count);
-            }
-        });
-    });
+    auto const readPiece = [&](Box const& piece) {
+        values.resize(detail::elementCount(piece, numPlanes, sizeof(In)) * sizeof(In));
+        auto* const in = reinterpret_cast<In*>(values.data());
+        read(in, piece);
+        long long const count = piece.getSize();
+        Vector const place = piece.min - region.min;
+        for (long long i = 0; i < std::ssize(planes); ++i) {
+            In const* const from = in + planes[static_cast<std::size_t>(i)] * count;
+            Out* const to = dst + ((i * extent.z + place.z) * extent.y + place.y) * extent.x;
+            detail::convertSamples(from, to, count);
+        }
+    };
+    auto const rows = static_cast<double>(extent.y) * static_cast<double>(extent.z);
+    if (rowBytes * rows <= pieceBytes) return readPiece(region);
+    auto const bandHeight = static_cast<long long>(std::max(pieceBytes / rowBytes, 1.0));
+    forEachStrip(region, 2, 1,
+                 [&](Box const& slice) { forEachStrip(slice, 1, bandHeight, readPiece); });
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <quivo/core/Box.h>
+#include <quivo/util/Cancellation.h>
 
 namespace Quivo {
 
@@ -29,13 +30,15 @@ public:
     /// Calls `visit(tilePosition, tileRegion, dstPosition)` for every tile, z outermost and x
     /// innermost: its origin, its share of the region relative to that, and where in the region
     /// that lies. The share is that of the region itself, not of its part inside the image: what a
-    /// border tile holds past the image's extent is for its maker to say.
+    /// border tile holds past the image's extent is for its maker to say. A read that is to stop
+    /// does so before a tile.
     template <typename Visit>
     void forEach(Visit visit) const {
         Vector tile;
         for (tile.z = first_.z; tile.z <= last_.z; ++tile.z) {
             for (tile.y = first_.y; tile.y <= last_.y; ++tile.y) {
                 for (tile.x = first_.x; tile.x <= last_.x; ++tile.x) {
+                    checkCancelled();
                     Vector const tilePosition = tileExtent_ * tile;
                     Box const part = Box(tileExtent_).translated(tilePosition).intersected(region_);
                     visit(tilePosition, part.translated(-tilePosition), part.min - region_.min);

@@ -46,6 +46,7 @@ void ImageWriter::DownsampleOrProxy::setSingleLevelImage(Image* image, long long
 }
 
 void ImageWriter::DownsampleOrProxy::openRegion(double* dst, long long level, Box const& region) {
+    checkCancelled();
     if (level < 1 || level - 1 != singleLevel_) {
         image_->openRegion(dst, level, region);
         return;

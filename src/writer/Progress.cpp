@@ -25,9 +25,4 @@ void ProgressMonitor::update(long long value) {
 
 long long ProgressMonitor::getProgress() const { return progress_; }
 
-CancellationChecker::~CancellationChecker() = default;
-
-CancellationException::CancellationException() noexcept = default;
-CancellationException::~CancellationException() = default;
-
 }  // namespace Quivo

@@ -1,14 +1,13 @@
 #include "storage/files/ScratchLevel.h"
 
+#include "storage/files/AtomicFile.h"
+
 #include <cerrno>
 
 namespace Quivo::detail {
 
 ScratchLevel::ScratchLevel(std::string const& target, Vector const& extent, long long pixelBytes)
-    : target_(target),
-      extent_(extent),
-      pixelBytes_(pixelBytes),
-      file_(File::createNameless(target)) {}
+    : target_(target), extent_(extent), pixelBytes_(pixelBytes), file_(createNameless(target)) {}
 
 void ScratchLevel::writeRows(long long slice, long long firstRow, Bytes const& rows) {
     if (!file_->write(rows.data(), rows.size(), getPosition(slice, firstRow))) {

@@ -109,7 +109,7 @@ struct Chains {
         add<SliceFilter>("a slice", s, 1, false);
         add<ChannelFilter>("channels", s, std::vector<long long>{2, 0, 2}, false);
         add<HalvedLevels>("halved levels", s, 2, false);
-        add<PiecewiseFilter>("pieces", s, Vector(5, 4, 1), nullptr, false);
+        add<PiecewiseFilter>("pieces", s, Vector(5, 4, 1), false);
         add<SliceFilter>("a slice of channels of a box",
                          new ChannelFilter(images[0].second.get(), {3, 1}, false), 0, true);
         bank = std::make_unique<ChannelBank>(s);
@@ -260,7 +260,7 @@ TEST(ReadSamples, NeverGoesAroundAnOverride) {
     add("a slice", new Raised<SliceFilter>(bytes.get(), 1, false));
     add("channels", new Raised<ChannelFilter>(bytes.get(), std::vector<long long>{1}, false));
     add("halved levels", new Raised<HalvedLevels>(bytes.get(), 2, false));
-    add("pieces", new Raised<PiecewiseFilter>(bytes.get(), Vector(5, 4, 1), nullptr, false));
+    add("pieces", new Raised<PiecewiseFilter>(bytes.get(), Vector(5, 4, 1), false));
     add("a bank", new Raised<BankImage>(bank));
     add("a smaller box", new Smaller(bytes.get(), Box({9, 9, 1}), 0, false));
     add("tiles of a cache", new Sevens(bytes.get(), 1, Vector(4, 4, 1), false));

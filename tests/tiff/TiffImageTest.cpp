@@ -1,4 +1,6 @@
+#include <quivo/filters/SubImageFilter.h>
 #include <quivo/tiff/TiffImage.h>
+#include <quivo/tiles/CachedImage.h>
 
 #include "TiffMaker.h"
 
@@ -18,6 +20,23 @@ void damage(std::string const& path, std::uint32_t block) {
     auto const end = TIFFGetStrileOffset(tiff, block) + size;
     TIFFClose(tiff);
     spill(path, slurp(path).replace(end - size / 8, size / 8, size / 8, '\x55'));
+}
+
+/// Expects of samples of chosen channels what the same region is as doubles.
+void expectSamplesLikeDoubles(TiffImage& image, long long level, Box const& region,
+                              std::vector<long long> const& channels) {
+    auto const all = read(image, level, region);
+    withType(image.getSampleType(), [&](auto sample) {
+        GuardedBlock<decltype(sample)> dst(std::ssize(channels) * region.getSize());
+        image.openSamples(dst.data(), level, region, channels);
+        std::vector<decltype(sample)> expected;
+        for (auto const c : channels)
+            for (long long i = 0; i < region.getSize(); ++i)
+                expected.push_back(static_cast<decltype(sample)>(
+                    all[static_cast<std::size_t>(c * region.getSize() + i)]));
+        EXPECT_EQ(dst.take(), expected) << "level " << level;
+        return 0;
+    });
 }
 
 /// More than 2 MiB in one strip: decoded row by row.
@@ -84,6 +103,10 @@ TEST_F(TiffImageTest, ReadsAnyBoxOfAnyFileLikeAPixelByPixelReader) {
         EXPECT_EQ(stored, expected);
         bool const isLossy = pages[0].has(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_YCBCR);
         Reference(pages).check(image, pages[0].width < 100 ? 30 : 6, isLossy ? 2 : 0);
+        RandomBoxes boxes(Box(Vector(pages[0].width, 50, 2)));
+        auto const last = image.getNumChannels() - 1;
+        for (long long level : {-1, 0, 1, 2, 3})
+            expectSamplesLikeDoubles(image, level, boxes.next(), {last, 0, last});
     }
 }
 
@@ -294,6 +317,113 @@ TEST_F(TiffImageTest, ForgetsTheBlocksUsedLongestAgo) {
     EXPECT_EQ(checker.calls, 4 * 36) << "what came last is still there";
     (void)read(image, 0, top);
     EXPECT_EQ(checker.calls, 4 * 37) << "what came first is read again";
+}
+
+TEST_F(TiffImageTest, DecodesNoPlaneThatNobodyAsksFor) {
+    std::pair<char const*, int> const cases[] = {{"64x64 u16*5 planes tiles:32x32 deflate", 1},
+                                                 {"64x64 u16*5 planes strips:16 lzw", 1},
+                                                 {"600x600 u32*5 planes strips:600 lzw", 1},
+                                                 {"64x64 u16*5 tiles:32x32 deflate", 5}};
+    for (auto const& [text, numDecoded] : cases) {
+        for (long long const level : {0, 1}) {
+            SCOPED_TRACE(text);
+            makeTiff(path, pagesOf(text));
+            std::size_t use[2];
+            for (auto const& channels : {std::vector<long long>{3}, {3, 0, 1, 4, 2}}) {
+                OpenOptions options;
+                options.budget = std::make_shared<MemoryBudget>(100 << 20);
+                TiffImage image(path, options);
+                Box const all(image.getExtent(level));
+                std::vector<std::uint32_t> dst(static_cast<std::size_t>(5 * all.getSize()));
+                image.openSamples(dst.data(), level, all, channels);
+                use[channels.size() / 5] = options.budget->getUse();
+                expectSamplesLikeDoubles(image, level, all, channels);
+            }
+            EXPECT_EQ(use[0] * 5, use[1] * std::size_t(numDecoded)) << "level " << level;
+        }
+    }
+}
+
+TEST_F(TiffImageTest, ImagesOfOneBudgetLetTheOldestBlockOfAnyGo) {
+    makeTiff(path, pagesOf("u8 256x16 tiles:16x16"));  // 16 blocks of 256 bytes
+    OpenOptions options;
+    options.budget = std::make_shared<MemoryBudget>(6 * 256);
+    MemoryBudget& budget = *options.budget;
+    auto first = std::make_unique<TiffImage>(path, options);
+    TiffImage second(path, options);
+    CountingChecker checkers[2];
+    first->setCancellationChecker(&checkers[0]);
+    second.setCancellationChecker(&checkers[1]);
+    // Reads a block, and tells whether it was still there.
+    auto const has = [&](int which, long long x) {
+        auto const calls = checkers[which].calls.load();
+        (void)read(which == 0 ? *first : second, 0,
+                   Box(Vector(16, 16, 1)).translated({16 * x, 0, 0}));
+        return checkers[which].calls == calls;
+    };
+    for (long long const x : {0, 1, 2})
+        for (int const which : {0, 1}) EXPECT_FALSE(has(which, x));
+    EXPECT_TRUE(has(0, 0));   // used again, so not the oldest any more
+    EXPECT_FALSE(has(1, 3));  // in the place of the second image's first block
+    EXPECT_TRUE(has(0, 0) && has(0, 1) && has(1, 1) && has(0, 2) && has(1, 2));
+    EXPECT_FALSE(has(1, 0));  // in the place of its fourth block, the one used longest ago by now
+    EXPECT_FALSE(has(1, 3));
+    EXPECT_EQ(budget.getUse(), 6U * 256);
+    EXPECT_EQ(budget.getPeak(), 6U * 256) << "blocks go before new ones are decoded";
+
+    budget.setLimit(5 * 256 + 100);
+    EXPECT_EQ(budget.getUse(), 5U * 256);
+    {
+        auto const reserved = budget.reserve(1000);
+        EXPECT_EQ(budget.getUse(), 1000U + 256) << "one block fits beside it";
+        EXPECT_TRUE(has(1, 3)) << "the one used last";
+        EXPECT_EQ(errorOf([&] { (void)budget.reserve(381); }),
+                  "The memory budget of 1380 bytes has no room for 381: 1000 are reserved");
+        auto const rest = budget.reserve(380);
+        EXPECT_FALSE(has(0, 5)) << "readable without any room";
+    }
+    EXPECT_EQ(budget.getUse(), 256U);
+    for (long long x = 0; x < 16; ++x) (void)(has(0, x), has(1, x));
+    first->setCacheLimit(0);
+    EXPECT_EQ(budget.getUse(), 3U * 256) << "of the other one alone";
+    first.reset();
+    for (long long x = 0; x < 16; ++x) (void)has(1, x);
+    EXPECT_EQ(budget.getUse(), 5U * 256);
+}
+
+TEST_F(TiffImageThreads, OneReadIsCancelledAndNotTheOther) {
+    makeTiff(path, longStrip);
+    Reference const reference(longStrip);
+    TiffImage image(path);
+    CachedImage cache(&image, 1, {200, 90, 1}, false);
+    SubImageFilter part(&cache, Box({100, 70, 0}, {899, 649, 0}), 0, false);
+    Box const all(part.getExtent(0));
+    std::atomic<bool> isStopped{false};
+    std::thread other([&] {
+        do {
+            auto const got = read(part, 0, all);
+            EXPECT_EQ(got, pixelByPixel(1, all, [&](long long c, Vector const& p) {
+                          return reference.valueAt(0, c, p + Vector(100, 70, 0));
+                      }));
+        } while (!isStopped);
+    });
+    for (int n = 1; n < 12; ++n) {
+        CountingChecker checker;
+        checker.cancelsAt = n;
+        CancellationScope const scope(checker);
+        EXPECT_THROW(read(part, 0, all), CancellationException);
+        image.setCacheLimit(0);
+        EXPECT_THROW(
+            {
+                checker.cancelsAt = checker.calls + n;
+                for (int level = 2;; level = 1 + level % 2) (void)read(image, level, all);
+            },
+            CancellationException)
+            << "inside the file, too";
+        image.setCacheLimit({});
+    }
+    isStopped = true;
+    other.join();
 }
 
 TEST_F(TiffImageTest, ACancelledReadLeavesTheImageUsable) {

@@ -45,6 +45,8 @@ BAD_CALLS = [  # arguments, exit status, a part of the message, why it is wrong
     (f"read {SET} --box 9223372036854775807,0,2,1", 2, "--box", "ends past the 64 bits"),
     ("read mandelbrot:1099511627776x1099511627776", 1, "GiB", "no such memory"),
     (f"read {SET} --output /dev/full", 1, "/dev/full", "the disk is full"),
+    *((f"{start} {'x' * 256}", 1, "x: cannot create: File name too long", "no file can have it")
+      for start in (f"convert {SET}", f"render {SET}", f"read {SET} --output")),
 ]
 
 def call(*args):
@@ -214,19 +216,19 @@ class Tool(unittest.TestCase):
 
     def test_merged_channels_keep_values_and_names(self):
         write_tiff("b=c.tif", 13, 11, "H", GREY[::-1])
-        names = ["a <&> \"b\"", "\u03bcm"]
+        names = ["a <&> \"&b\"", "\u03bcm"]
         call("merge", "o.tif", names[0] + "=grey.tif", names[1] + "=b=c.tif")
         call("convert", "o.tif", "again.tif")
         for path in "o.tif", "again.tif":
             info = json.loads(call("info", path, "--json").stdout)
             self.assertEqual((info["channelNames"], info["valueRange"]), (names, [0, 65535]))
             self.assertEqual(read(path), (GREY + GREY[::-1], (2, 11, 13)))
-        for old, new, name in ((b"&quot;", b"&#181;", "\u00b5"), (b"&lt;", b"&#9;", "\t"),
-                               (b"&quot;", b"&#xE9;", "\u00e9")):
+        for old, new, part, name in ((b"&amp;b", b"&#181;", "&b", "\u00b5"), (b"&lt;", b"&#9;", "<", "\t"),
+                                     (b"&amp;b", b"&#xE9;", "&b", "\u00e9")):
             Path("char.tif").write_bytes(Path("o.tif").read_bytes().replace(old, new))
             info = json.loads(call("info", "char.tif", "--json").stdout)
             self.assertEqual(info["channelNames"],
-                             [names[0].replace({b"&lt;": "<"}.get(old, '"'), name), names[1]])
+                             [names[0].replace(part, name), names[1]])
         for old, new in ((b"&lt;", b"&#8;"), (b"&lt;", b"&lx;"), (b"</GDAL", b"</GD\0L"), (b"\">a", b"\"<a")):
             Path("bad.tif").write_bytes(Path("o.tif").read_bytes().replace(old, new))
             info = json.loads(call("info", "bad.tif", "--json").stdout)

@@ -1,12 +1,12 @@
 #include "terminal/OutputFile.h"
 
+#include <quivo/util/Files.h>
+
 #include <cerrno>
-#include <cstdlib>
 #include <stdexcept>
 #include <system_error>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Quivo::tool {
@@ -16,13 +16,6 @@ namespace {
 [[noreturn]] void failWriting(std::string const& name, int error) {
     throw std::runtime_error(name +
                              ": cannot be written: " + std::generic_category().message(error));
-}
-
-/// The permissions that a file gets from a plain open().
-mode_t getDefaultMode() {
-    mode_t const mask = umask(0);
-    umask(mask);
-    return 0666 & ~mask;
 }
 
 }  // namespace
@@ -42,58 +35,27 @@ void writeAll(int file, std::string const& name, void const* data, std::size_t s
 }
 
 OutputFile::OutputFile(std::string const& path, CancellationChecker& checker)
-    : path_(path), checker_(checker), target_(path) {
-    std::error_code none;
-    auto const status = std::filesystem::status(path, none);
-    if (std::filesystem::is_directory(status)) {
+    : path_(path), checker_(checker) {
+    if (isDirectory(path)) {
         throw std::runtime_error(path + ": is a folder, a file name is needed");
     }
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        file_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-        if (file_ < 0) fail();
-        return;
+    if (detail::isStream(path)) {
+        stream_.emplace(path, O_WRONLY | O_CLOEXEC);
+        if (stream_->getDescriptor() < 0) failWriting(path_, errno);
+    } else {
+        file_.emplace(path, detail::Existing::Replaced);
     }
-    if (std::filesystem::exists(status)) target_ = std::filesystem::canonical(path);
-    createTemporary();
-}
-
-void OutputFile::createTemporary() {
-    temporary_ = (target_.parent_path() / ".quivo-XXXXXX").string();
-    file_ = mkostemp(temporary_.data(), O_CLOEXEC);
-    if (file_ < 0) fail();
-    struct stat existing {};
-    bool const replaces = stat(target_.c_str(), &existing) == 0;
-    // Some file systems have no permissions to set; the file is none the worse for it.
-    [[maybe_unused]] int const ignored =
-        fchmod(file_, replaces ? existing.st_mode & 07777 : getDefaultMode());
-}
-
-OutputFile::~OutputFile() {
-    if (file_ < 0) return;
-    close(file_);
-    if (!temporary_.empty()) unlink(temporary_.c_str());
 }
 
 void OutputFile::write(void const* data, std::size_t size) {
-    writeAll(file_, path_, data, size, checker_);
+    auto const& file = file_ ? file_->getFile() : *stream_;
+    writeAll(file.getDescriptor(), path_, data, size, checker_);
 }
 
 void OutputFile::commit() {
     checker_.checkCancelled();
-    int const file = file_;
-    file_ = -1;
-    bool failed = close(file) != 0;
-    if (!temporary_.empty()) {
-        failed = failed || rename(temporary_.c_str(), target_.c_str()) != 0;
-        if (failed) {
-            int const error = errno;
-            unlink(temporary_.c_str());
-            failWriting(path_, error);
-        }
-    }
-    if (failed) fail();
+    if (file_) return file_->commit();
+    if (!stream_->finish()) failWriting(path_, errno);
 }
-
-void OutputFile::fail() const { failWriting(path_, errno); }
 
 }  // namespace Quivo::tool

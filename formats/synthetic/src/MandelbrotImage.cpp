@@ -1,6 +1,7 @@
 #include <quivo/synthetic/MandelbrotImage.h>
 
 #include <quivo/core/Levels.h>
+#include <quivo/image/ChannelNames.h>
 
 #include <algorithm>
 #include <array>
@@ -225,9 +226,8 @@ void MandelbrotImage::openTileRegionToPosition(double* dst, long long level,
 std::string MandelbrotImage::getSliceName(long long) { return {}; }
 
 std::string MandelbrotImage::getChannelName(long long index) {
-    static constexpr std::array names{"Red", "Green", "Blue"};
     check(index >= 0 && index < 3, "Invalid channel index. Cannot determine its name.");
-    return names[static_cast<std::size_t>(index)];
+    return getUsualChannelName(index, 3);
 }
 
 std::string MandelbrotImage::getId() const { return {}; }

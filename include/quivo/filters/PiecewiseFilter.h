@@ -7,21 +7,18 @@
 
 namespace Quivo {
 
-class CancellationChecker;
-
 /// Its source, read in pieces of one slice each, row of pieces after row of pieces: a large region
-/// then takes little memory below, and a read can be stopped between two pieces.
+/// then takes little memory below, and a read in a `CancellationScope` can be stopped between two
+/// pieces.
 ///
-/// Immutable after construction; reads are as safe as the source's and the checker.
+/// Immutable after construction; reads are as safe as the source's.
 class QUIVO_API PiecewiseFilter : public Filter, public SampleSource {
 public:
-    /// Pieces are `pieceExtent` large, at least 1 in x and y. `checker` (null: none) is asked
-    /// before every piece; it outlives all reads.
-    PiecewiseFilter(Image* source, Vector const& pieceExtent, CancellationChecker* checker,
-                    bool takeOwnership) noexcept;
+    /// Pieces are `pieceExtent` large in x and y; less than 1 counts as 1.
+    PiecewiseFilter(Image* source, Vector const& pieceExtent, bool takeOwnership) noexcept;
     ~PiecewiseFilter() override;
 
-    /// error: std::bad_alloc, and whatever the source and the checker throw.
+    /// error: std::bad_alloc, what the source throws, and what the checkers of scopes throw.
     void openRegion(double* dst, long long level, Box const& region) override;
 
     /// The source's type.
@@ -36,7 +33,6 @@ private:
 
     detail::OwnClass ownClass_ = detail::OwnClass::of<PiecewiseFilter>();
     Vector pieceExtent_;
-    CancellationChecker* checker_;
 };
 
 }  // namespace Quivo

@@ -34,9 +34,9 @@ enum class AlphaKind {
 
 /// A colour of light to show something in; components from 0 to 1. Plain value.
 struct Colour {
-    double red = 0.0;
-    double green = 0.0;
-    double blue = 0.0;
+    double red = 0.0;    ///< from none to full
+    double green = 0.0;  ///< likewise
+    double blue = 0.0;   ///< likewise
 
     /// Whether all components are equal.
     [[nodiscard]] friend bool operator==(Colour const&, Colour const&) noexcept = default;

@@ -28,7 +28,8 @@ class TileStore;
 ///
 /// Locked inside; any thread. Each tile step (stamp, look-up, source read on a miss, copy) holds
 /// the one lock exclusively, so the source's `openRegion` runs on one thread at a time; its
-/// `getExtent` and `getHash` may be asked meanwhile.
+/// `getExtent` and `getHash` may be asked meanwhile. Waiting for the lock is not cancellable, and
+/// what a `CancellationScope` asks during a source read it asks with the lock held.
 class QUIVO_API CachedImage : public TileImage, public Facets {
 public:
     /// `cacheSizeMB` counts units of 1048576 bytes of doubles; at least one tile is always kept,

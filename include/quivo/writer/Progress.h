@@ -1,6 +1,7 @@
 #pragma once
 
 #include <quivo/core/Export.h>
+#include <quivo/util/Cancellation.h>
 
 namespace Quivo {
 
@@ -38,25 +39,6 @@ protected:
 private:
     long long maxValue_;
     long long progress_;
-};
-
-/// Tells a long operation to stop. The operation neither keeps nor deletes its checker. It asks on
-/// its own thread; a checker that is told by another one synchronises that itself.
-class QUIVO_API CancellationChecker {
-public:
-    /// Returns when the operation may go on.
-    /// error: `CancellationException` when it is to stop.
-    virtual void checkCancelled() = 0;
-    virtual ~CancellationChecker();
-};
-
-/// What a cancelled operation unwinds with. Not a `std::exception`, so that handlers of errors do
-/// not swallow it. Plain value.
-class QUIVO_API CancellationException {
-public:
-    /// Says nothing but that.
-    CancellationException() noexcept;
-    virtual ~CancellationException();
 };
 
 }  // namespace Quivo

@@ -1,10 +1,11 @@
 #include "container/ChannelNames.h"
 
+#include <pugixml.hpp>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <optional>
-#include <utility>
+#include <new>
 
 namespace Quivo::detail {
 
@@ -12,203 +13,107 @@ namespace {
 
 constexpr std::uint32_t channelTag = 42112;
 
-constexpr std::array<std::pair<char, std::string_view>, 5> entities{
-    {{'&', "amp"}, {'<', "lt"}, {'>', "gt"}, {'"', "quot"}, {'\'', "apos"}}};
+// What is read takes many times its size, node by node. Other metadata may stand there as well.
+constexpr std::size_t maxXmlSize = std::size_t{1} << 20;
+constexpr std::size_t maxXmlSizePerChannel = 1024;
 
-std::string escaped(std::string const& text) {
-    std::string result;
-    for (char const c : text) {
-        auto const* const entity = std::find_if(entities.begin(), entities.end(),
-                                                [c](auto const& e) { return e.first == c; });
-        if (entity != entities.end()) {
-            result.append("&").append(entity->second).append(";");
-        } else {
-            result += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-        }
+/// Appends what is saved to a text.
+struct TextWriter : pugi::xml_writer {
+    std::string text;
+    void write(void const* data, std::size_t size) override {
+        text.append(static_cast<char const*>(data), size);
     }
-    return result;
+};
+
+pugi::xml_document parse(std::string_view text, unsigned options) {
+    pugi::xml_document document;
+    auto const result = document.load_buffer(
+        text.data(), text.size(),
+        options | pugi::parse_cdata | pugi::parse_eol | pugi::parse_ws_pcdata_single,
+        pugi::encoding_utf8);
+    if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
+    if (!result) document.reset();
+    return document;
 }
 
-/// The UTF-8 of a character that XML can hold; false for other numbers.
-bool appendCharacter(std::string& text, std::uint32_t code) {
-    bool const isCharacter = (code >= 0x20 || code == '\t' || code == '\n' || code == '\r') &&
-                             (code < 0xd800 || code > 0xdfff) && code <= 0x10ffff;
-    if (!isCharacter) return false;
-    auto const tail = [code](int shift) {
-        return static_cast<char>(0x80 | (code >> shift & 0x3f));
-    };
-    if (code < 0x80) {
-        text += static_cast<char>(code);
-    } else if (code < 0x800) {
-        text += {static_cast<char>(0xc0 | code >> 6), tail(0)};
-    } else if (code < 0x10000) {
-        text += {static_cast<char>(0xe0 | code >> 12), tail(6), tail(0)};
-    } else {
-        text += {static_cast<char>(0xf0 | code >> 18), tail(12), tail(6), tail(0)};
-    }
-    return true;
-}
-
-/// Appends what stands between '&' and ';'; false when that is nothing.
-bool appendEntity(std::string& text, std::string_view name) {
-    for (auto const& [character, known] : entities) {
-        if (name == known) {
-            text += character;
-            return true;
-        }
-    }
-    if (!name.starts_with('#')) return false;
+/// Whether `name` stands for a character between '&' and ';'.
+bool isReference(std::string_view name) {
+    static constexpr std::array<std::string_view, 5> known{"amp", "lt", "gt", "quot", "apos"};
+    if (!name.starts_with('#')) return std::find(known.begin(), known.end(), name) != known.end();
     bool const isHex = name.starts_with("#x");
     name.remove_prefix(isHex ? 2 : 1);
     std::uint32_t code = 0;
     char const* const end = name.data() + name.size();
     auto const [rest, error] = std::from_chars(name.data(), end, code, isHex ? 16 : 10);
-    return error == std::errc() && rest == end && appendCharacter(text, code);
+    bool const isCharacter = (code >= 0x20 || code == '\t' || code == '\n' || code == '\r') &&
+                             (code < 0xd800 || code > 0xdfff) && code <= 0x10ffff;
+    return error == std::errc() && rest == end && isCharacter;
 }
 
-std::optional<std::string> unescaped(std::string_view text) {
-    std::string result;
-    while (!text.empty()) {
-        auto const ampersand = std::min(text.find('&'), text.size());
-        result += text.substr(0, ampersand);
-        text.remove_prefix(ampersand);
-        if (text.empty()) break;
+/// Whether the parser, which leaves what it does not know as it is, understands all references.
+bool isUnderstood(std::string_view text) {
+    for (auto at = text.find('&'); at != std::string_view::npos; at = text.find('&')) {
+        text.remove_prefix(at + 1);
         auto const end = text.find(';');
-        bool const isEntity =
-            end != std::string_view::npos && appendEntity(result, text.substr(1, end - 1));
-        if (!isEntity) return std::nullopt;
-        text.remove_prefix(end + 1);
+        if (end == std::string_view::npos || !isReference(text.substr(0, end))) return false;
     }
-    return result;
+    return true;
 }
 
-/// Walks through an element whose children are elements of text. Every function that finds
-/// something else than it expects marks the text as damaged.
-class XmlReader {
-public:
-    struct Attributes {
-        std::string name;
-        std::string sample;
-        std::string role;
-    };
-
-    explicit XmlReader(std::string_view text) : rest_(text) {}
-
-    [[nodiscard]] bool isDamaged() const noexcept { return isDamaged_; }
-    void markDamaged() noexcept { isDamaged_ = true; }
-
-    /// Whether `token` comes next, which is then behind.
-    bool take(std::string_view token) {
-        if (!rest_.starts_with(token)) return false;
-        rest_.remove_prefix(token.size());
-        return true;
-    }
-
-    /// What stands before `token`; both are behind then.
-    std::string_view takeUntil(std::string_view token) {
-        auto const end = rest_.find(token);
-        if (end == std::string_view::npos) {
-            markDamaged();
-            return {};
-        }
-        auto const text = rest_.substr(0, end);
-        rest_.remove_prefix(end + token.size());
-        return text;
-    }
-
-    void skipSpace() {
-        rest_.remove_prefix(std::min(rest_.find_first_not_of(space), rest_.size()));
-    }
-
-    /// White space, comments and declarations.
-    void skipMisc() {
-        for (skipSpace(); !isDamaged_; skipSpace()) {
-            if (take("<!--")) {
-                takeUntil("-->");
-            } else if (take("<?")) {
-                takeUntil("?>");
-            } else {
-                return;
-            }
-        }
-    }
-
-    /// The attributes up to the end of a start tag. Returns whether the element is empty: "/>".
-    bool takeAttributes(Attributes& attributes) {
-        while (!isDamaged_) {
-            skipSpace();
-            if (take(">")) return false;
-            if (take("/>")) return true;
-            auto const key = takeUntil("=");
-            char const* const quote = take("\"") ? "\"" : take("'") ? "'" : nullptr;
-            bool const isName = key.find_first_of("<>&/\"' \t\r\n") == std::string_view::npos;
-            if (!quote || !isName) {
-                markDamaged();
-                break;
-            }
-            auto const value = takeText(quote);
-            if (key == "name") attributes.name = value;
-            if (key == "sample") attributes.sample = value;
-            if (key == "role") attributes.role = value;
-        }
-        return false;
-    }
-
-    /// The unescaped text before `token`.
-    std::string takeText(std::string_view token) {
-        auto const raw = takeUntil(token);
-        bool const isText = std::none_of(raw.begin(), raw.end(), [](char c) {
-            bool const isSpace = c == '\t' || c == '\n' || c == '\r';
-            return c == '<' || (static_cast<unsigned char>(c) < 0x20 && !isSpace);
-        });
-        auto text = isText ? unescaped(raw) : std::nullopt;
-        if (!text) markDamaged();
-        return text.value_or("");
-    }
-
-private:
-    static constexpr char const* space = " \t\r\n";
-
-    std::string_view rest_;
-    bool isDamaged_ = false;
-};
-
-/// Reads the items up to the end of the root element.
-void readItems(XmlReader& xml, std::vector<std::string>& names) {
-    for (xml.skipMisc(); !xml.isDamaged() && !xml.take("</GDALMetadata>"); xml.skipMisc()) {
-        if (!xml.take("<Item")) return xml.markDamaged();
-        XmlReader::Attributes item;
-        bool const isEmpty = xml.takeAttributes(item);
-        std::string text = isEmpty ? std::string() : xml.takeText("</Item>");
-        if (item.name != "DESCRIPTION" || item.role != "description") continue;
+/// Calls `function(item, index)` for every name of a channel.
+template <typename Function>
+void forEachName(pugi::xml_document const& document, Function function) {
+    for (auto const& item : document.child("GDALMetadata").children("Item")) {
+        std::string_view const name = item.attribute("name").value();
+        std::string_view const role = item.attribute("role").value();
+        std::string_view const sample = item.attribute("sample").value();
         std::size_t index = 0;
-        char const* const end = item.sample.data() + item.sample.size();
-        auto const [rest, error] = std::from_chars(item.sample.data(), end, index);
-        bool const isChannel = error == std::errc() && rest == end && index < names.size();
-        if (isChannel) names[index] = std::move(text);
+        char const* const end = sample.data() + sample.size();
+        auto const [rest, error] = std::from_chars(sample.data(), end, index);
+        bool const isIndex = error == std::errc() && rest == end;
+        if (name == "DESCRIPTION" && role == "description" && isIndex) function(item, index);
     }
 }
 
 }  // namespace
 
 std::string toChannelXml(std::vector<std::string> const& names) {
-    std::string items;
+    pugi::xml_document document;
+    auto root = document.append_child("GDALMetadata");
+    bool fits = !root.empty();
     for (std::size_t i = 0; i < names.size(); ++i) {
         if (names[i].empty()) continue;
-        items += "  <Item name=\"DESCRIPTION\" sample=\"" + std::to_string(i) +
-                 "\" role=\"description\">" + escaped(names[i]) + "</Item>\n";
+        std::string text = names[i];
+        std::replace_if(
+            text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; },
+            ' ');
+        auto item = root.append_child("Item");
+        fits = item.append_attribute("name").set_value("DESCRIPTION") &&
+               item.append_attribute("sample").set_value(std::to_string(i).c_str()) &&
+               item.append_attribute("role").set_value("description") &&
+               item.text().set(text.c_str()) && fits;
     }
-    return items.empty() ? items : "<GDALMetadata>\n" + items + "</GDALMetadata>\n";
+    if (!fits) throw std::bad_alloc();
+    if (!root.first_child()) return {};
+    TextWriter writer;
+    document.save(writer, "  ", pugi::format_indent | pugi::format_no_declaration,
+                  pugi::encoding_utf8);
+    return std::move(writer.text);
 }
 
 std::vector<std::string> parseChannelXml(std::string_view text, long long numChannels) {
-    XmlReader xml(text);
-    xml.skipMisc();
-    if (!xml.take("<GDALMetadata")) return {};
-    std::vector<std::string> names(static_cast<std::size_t>(numChannels));
-    XmlReader::Attributes none;
-    if (!xml.takeAttributes(none)) readItems(xml, names);
-    if (xml.isDamaged()) names.clear();
+    auto const count = static_cast<std::size_t>(numChannels);
+    if (text.size() > maxXmlSize + count * maxXmlSizePerChannel) return {};
+    bool isWhole = true;
+    forEachName(parse(text, 0), [&](pugi::xml_node const& item, std::size_t) {
+        isWhole = isWhole && isUnderstood(item.text().get());
+    });
+    auto const document = parse(text, pugi::parse_escapes);
+    if (!isWhole || !document.child("GDALMetadata")) return {};
+    std::vector<std::string> names(count);
+    forEachName(document, [&](pugi::xml_node const& item, std::size_t index) {
+        if (index < count) names[index] = item.text().get();
+    });
     return names;
 }
 

@@ -12,10 +12,12 @@ namespace Quivo::detail {
 
 /// The XML that says the names; empty when all names are. Characters that XML cannot hold become
 /// spaces.
+/// error: std::bad_alloc.
 [[nodiscard]] std::string toChannelXml(std::vector<std::string> const& names);
 
 /// The names of `numChannels` channels that such XML says, empty where it says none. XML that is
-/// damaged says nothing at all.
+/// damaged, or much larger than names are, says nothing at all.
+/// error: std::bad_alloc.
 [[nodiscard]] std::vector<std::string> parseChannelXml(std::string_view xml, long long numChannels);
 
 /// Puts the XML into the handle's current directory.

@@ -2,9 +2,8 @@
 
 #include "samples/Samples.h"
 
-#include <quivo/writer/Progress.h>
-
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <iterator>
 #include <optional>
@@ -18,6 +17,7 @@ constexpr std::size_t maxIdleHandles = 8;
 constexpr long long maxRowReaders = 16;            // of several pages
 constexpr long long maxReaderBytes = 256LL << 20;  // of the planes of one page
 constexpr long long rowsPerCheck = 64;  // a long strip may have to be decoded from its start
+constexpr std::chrono::milliseconds patience(5);  // between checks while another thread does so
 
 // libtiff's flags: h leaves the first directory alone, c shows strips as they are in the file,
 // O loads tables of tile offsets piece by piece, m does without a memory map.
@@ -25,14 +25,14 @@ constexpr char const* readMode = "rhcOm";
 constexpr char const* mappedReadMode = "rhc";
 
 /// Stores `width` x `height` decoded pixels at (x, y) of a planar block, as the page presents them.
-/// `src` has rows of `srcStride` pixels with `numSamples` samples each; they become the block's
-/// channels from `firstChannel` on.
+/// `src` has rows of `srcStride` pixels with the samples of one plane each, which become the
+/// block's channels.
 class Presenter {
 public:
     Presenter(PageInfo const& page, Block& block) : page_(page), block_(block) {}
 
-    void store(std::byte const* src, long long srcStride, long long numSamples,
-               long long firstChannel, long long y, long long height) {
+    void store(std::byte const* src, long long srcStride, long long plane, long long y,
+               long long height) {
         visitSampleType(page_.storedType, [&](auto sample) {
             using T = decltype(sample);
             auto const* const samples = reinterpret_cast<T const*>(src);
@@ -42,18 +42,18 @@ public:
                     return;
                 }
             }
-            storeSamples(samples, srcStride, numSamples, firstChannel, y, height);
+            storeSamples(samples, srcStride, plane, y, height);
         });
     }
 
 private:
     template <typename T>
-    void storeSamples(T const* src, long long srcStride, long long numSamples,
-                      long long firstChannel, long long y, long long height) {
+    void storeSamples(T const* src, long long srcStride, long long plane, long long y,
+                      long long height) {
+        auto const numSamples = page_.getSamplesPerPlane();
         auto const planeSize = block_.width * block_.height;
-        T* out = reinterpret_cast<T*>(block_.samples.data()) + firstChannel * planeSize +
-                 y * block_.width;
-        bool const turnOver = page_.presentation == Presentation::Inverted && firstChannel == 0;
+        T* out = reinterpret_cast<T*>(block_.samples.data()) + y * block_.width;
+        bool const turnOver = page_.presentation == Presentation::Inverted && plane == 0;
         for (long long row = 0; row < height; ++row, out += block_.width) {
             separateRow(src + row * srcStride * numSamples, out, planeSize, block_.width,
                         numSamples);
@@ -107,43 +107,43 @@ long long getStoredBytes(TiffHandle& tiff, std::uint32_t block) {
     return static_cast<long long>(std::min(size, end - offset));
 }
 
-/// One tile or strip under a block, or one plane of it.
+/// One tile or strip under a block.
 struct Stored {
     std::uint32_t number;
-    long long plane;
     long long row;  ///< of the block where it begins
     long long height;
     long long bytes;  ///< when it is decoded
 };
 
-/// Calls `visit` for all tiles or strips under block (x, y), `height` rows high, plane by plane.
+/// Calls `visit` for all tiles or strips under a block, `height` rows high.
 template <typename Visit>
-void visitStored(PageInfo const& page, TiffHandle& tiff, long long x, long long y, long long height,
+void visitStored(PageInfo const& page, TiffHandle& tiff, BlockKey const& key, long long height,
                  Visit visit) {
     auto const rowBytes =
         page.storedBlockWidth * page.getSamplesPerPlane() * getSampleBytes(page.storedType);
-    auto const left = static_cast<std::uint32_t>(x * page.blockWidth);
-    for (long long plane = 0; plane < page.getNumPlanes(); ++plane) {
+    auto const left = static_cast<std::uint32_t>(key.x * page.blockWidth);
+    // One plane; all of them where libtiff converts them together.
+    auto const endPlane = page.isDecodedByPlane() ? key.plane + 1 : page.getNumPlanes();
+    for (long long plane = key.plane; plane < endPlane; ++plane) {
         auto const sample = static_cast<std::uint16_t>(plane);
         for (long long row = 0; row < height; row += page.storedBlockHeight) {
-            auto const top = static_cast<std::uint32_t>(y * page.blockHeight + row);
+            auto const top = static_cast<std::uint32_t>(key.y * page.blockHeight + row);
             auto const number = page.isTiled ? TIFFComputeTile(tiff.get(), left, top, 0, sample)
                                              : TIFFComputeStrip(tiff.get(), top, sample);
             // Tiles are whole, the last strip ends with the image.
             auto const rows = page.isTiled ? page.storedBlockHeight
                                            : std::min(page.storedBlockHeight, height - row);
-            visit(Stored{number, plane, row, rows, rows * rowBytes});
+            visit(Stored{number, row, rows, rows * rowBytes});
         }
     }
 }
 
 /// Throws when what the file has for a block cannot become what its header claims: before memory
 /// is taken for it.
-void checkClaims(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
-                 long long height) {
+void checkClaims(PageInfo const& page, TiffHandle& tiff, BlockKey const& key, long long height) {
     if (page.maxRatio == 0) return;
     constexpr long long slack = 64;
-    visitStored(page, tiff, x, y, height, [&](Stored const& stored) {
+    visitStored(page, tiff, key, height, [&](Stored const& stored) {
         auto const bytes = getStoredBytes(tiff, stored.number);
         tiff.check(bytes == 0 || stored.bytes / page.maxRatio <= bytes + slack,
                    "damaged: the " + std::to_string(bytes) + " bytes of tile or strip " +
@@ -154,21 +154,25 @@ void checkClaims(PageInfo const& page, TiffHandle& tiff, long long x, long long 
 
 }  // namespace
 
-std::shared_ptr<Block const> PageDecoder::decode(PageInfo const& page, long long x, long long y,
+std::shared_ptr<Block const> PageDecoder::decode(PageInfo const& page, BlockKey const& key,
+                                                 BlockCache::Room& room,
                                                  CancellationChecker* checker) {
     auto block = std::make_shared<Block>();
-    block->width = std::min(page.blockWidth, page.width - x * page.blockWidth);
-    block->height = std::min(page.blockHeight, page.height - y * page.blockHeight);
+    block->width = std::min(page.blockWidth, page.width - key.x * page.blockWidth);
+    block->height = std::min(page.blockHeight, page.height - key.y * page.blockHeight);
     OpenPage handle = takeHandle(page);
-    checkClaims(page, *handle.tiff, x, y, block->height);
-    block->samples.resize(static_cast<std::size_t>(block->width * block->height * page.numChannels *
-                                                   getSampleBytes(page.sampleType)));
+    checkClaims(page, *handle.tiff, key, block->height);
+    auto const bytes =
+        static_cast<std::size_t>(block->width * block->height * page.getChannelsPerBlock() *
+                                 getSampleBytes(page.sampleType));
+    room.take(bytes);
+    block->samples.resize(bytes);
     if (page.readsByRow) {
-        decodeRows(page, y, *block, checker);
+        decodeRows(page, key, *block, checker);
     } else if (page.presentation == Presentation::Converted) {
-        decodeConverted(page, *handle.tiff, x, y, *block);
+        decodeConverted(page, *handle.tiff, key, *block);
     } else {
-        decodeStored(page, *handle.tiff, x, y, *block);
+        decodeStored(page, *handle.tiff, key, *block);
     }
     giveBack(std::move(handle));  // one that failed is closed instead
     return block;
@@ -208,13 +212,13 @@ void PageDecoder::giveBack(OpenPage handle) {
     idleHandles_.push_back(std::move(handle));
 }
 
-void PageDecoder::decodeStored(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
+void PageDecoder::decodeStored(PageInfo const& page, TiffHandle& tiff, BlockKey const& key,
                                Block& block) {
     auto* const file = tiff.get();
     Presenter presenter(page, block);
     Bytes decoded(
         static_cast<std::size_t>(page.isTiled ? TIFFTileSize(file) : TIFFStripSize(file)));
-    visitStored(page, tiff, x, y, block.height, [&](Stored const& stored) {
+    visitStored(page, tiff, key, block.height, [&](Stored const& stored) {
         auto const name = (page.isTiled ? "tile " : "strip ") + std::to_string(stored.number);
         tiff.check(static_cast<long long>(decoded.size()) >= stored.bytes,
                    name + " has an unexpected size");
@@ -230,16 +234,15 @@ void PageDecoder::decodeStored(PageInfo const& page, TiffHandle& tiff, long long
             tiff.check(got == stored.bytes, "damaged " + name);
             tiff.checkComplete();
         }
-        presenter.store(decoded.data(), page.storedBlockWidth, page.getSamplesPerPlane(),
-                        stored.plane, stored.row,
+        presenter.store(decoded.data(), page.storedBlockWidth, key.plane, stored.row,
                         std::min(stored.height, block.height - stored.row));
     });
 }
 
-void PageDecoder::decodeConverted(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
+void PageDecoder::decodeConverted(PageInfo const& page, TiffHandle& tiff, BlockKey const& key,
                                   Block& block) {
-    auto const left = static_cast<std::uint32_t>(x * page.blockWidth);
-    auto const top = static_cast<std::uint32_t>(y * page.blockHeight);
+    auto const left = static_cast<std::uint32_t>(key.x * page.blockWidth);
+    auto const top = static_cast<std::uint32_t>(key.y * page.blockHeight);
     std::vector<std::uint32_t> raster(
         static_cast<std::size_t>(page.storedBlockWidth * page.storedBlockHeight));
     bool const done = page.isTiled
@@ -261,20 +264,17 @@ void PageDecoder::decodeConverted(PageInfo const& page, TiffHandle& tiff, long l
     }
 }
 
-void PageDecoder::decodeRows(PageInfo const& page, long long y, Block& block,
+void PageDecoder::decodeRows(PageInfo const& page, BlockKey const& key, Block& block,
                              CancellationChecker* checker) {
     // Such strips can only be decoded from their first row on, so one thread at a time goes on
     // where the last one stopped.
-    std::lock_guard const lock(rowsMutex_);
-    auto const numPlanes = page.getNumPlanes();
-    for (long long plane = 0; plane < numPlanes; ++plane) {
-        if (checker && plane > 0) checker->checkCancelled();
-        try {
-            readRows(page, plane, y * page.blockHeight, block, checker);
-        } catch (...) {
-            rowReaders_.erase({page.directory, plane});
-            throw;
-        }
+    std::unique_lock lock(rowsMutex_, std::defer_lock);
+    while (!lock.try_lock_for(patience)) checkCancelled(checker);
+    try {
+        readRows(page, key.plane, key.y * page.blockHeight, block, checker);
+    } catch (...) {
+        rowReaders_.erase({page.directory, key.plane});
+        throw;
     }
 }
 
@@ -331,14 +331,14 @@ void PageDecoder::readRows(PageInfo const& page, long long plane, long long firs
     bool const goesOn = reader.nextRow > stripStart && reader.nextRow <= firstRow;
     if (!page.isUncompressed) {
         for (long long y = goesOn ? reader.nextRow : stripStart; y < firstRow; ++y) {
-            if (checker && y % rowsPerCheck == 0) checker->checkCancelled();
+            if (y % rowsPerCheck == 0) checkCancelled(checker);
             readRow(y);
         }
     }
     Presenter presenter(page, block);
     for (long long y = 0; y < block.height; ++y) {
         readRow(firstRow + y);
-        presenter.store(row.data(), page.width, samplesPerPlane, plane, y, 1);
+        presenter.store(row.data(), page.width, plane, y, 1);
     }
     reader.stream->releasePages();
 }

@@ -4,17 +4,21 @@
 #include "read/PageInfo.h"
 #include "storage/blocks/BlockCache.h"
 
+#include <quivo/util/Cancellation.h>
+
 #include <map>
 #include <memory>
 #include <mutex>
 #include <utility>
 #include <vector>
 
-namespace Quivo {
-class CancellationChecker;
-}
-
 namespace Quivo::detail {
+
+/// Asks an image's own checker, which may be null, and those of the scopes that the thread is in.
+inline void checkCancelled(CancellationChecker* checker) {
+    if (checker) checker->checkCancelled();
+    Quivo::checkCancelled();
+}
 
 /// Decodes the blocks of a file's pages with as many TIFF handles as there are threads reading.
 /// Locked inside; any thread.
@@ -22,11 +26,13 @@ class PageDecoder {
 public:
     explicit PageDecoder(std::shared_ptr<File const> file) : file_(std::move(file)) {}
 
-    /// Block (x, y) of the page's grid of `blockWidth` x `blockHeight` blocks, cut to the page. A
-    /// block that takes long asks `checker`, which may be null.
-    /// error: std::runtime_error "PATH: reason" when it is damaged; later reads are not affected.
-    std::shared_ptr<Block const> decode(PageInfo const& page, long long x, long long y,
-                                        CancellationChecker* checker);
+    /// The block under `key`, in the page's grid of `blockWidth` x `blockHeight` blocks, cut to the
+    /// page: one plane of it, or all channels, see `PageInfo::isDecodedByPlane`. Its memory is
+    /// taken from `room`. A block that takes long asks `checker`, which may be null, and the
+    /// thread's scopes. error: std::runtime_error "PATH: reason" when it is damaged; later reads
+    /// are not affected.
+    std::shared_ptr<Block const> decode(PageInfo const& page, BlockKey const& key,
+                                        BlockCache::Room& room, CancellationChecker* checker);
 
 private:
     struct OpenPage {
@@ -44,11 +50,10 @@ private:
     OpenPage takeHandle(PageInfo const& page);
     void giveBack(OpenPage handle);
 
-    void decodeStored(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
-                      Block& block);
-    void decodeConverted(PageInfo const& page, TiffHandle& tiff, long long x, long long y,
-                         Block& block);
-    void decodeRows(PageInfo const& page, long long y, Block& block, CancellationChecker* checker);
+    void decodeStored(PageInfo const& page, TiffHandle& tiff, BlockKey const& key, Block& block);
+    void decodeConverted(PageInfo const& page, TiffHandle& tiff, BlockKey const& key, Block& block);
+    void decodeRows(PageInfo const& page, BlockKey const& key, Block& block,
+                    CancellationChecker* checker);
     RowReader& getRowReader(PageInfo const& page, long long plane);
     void readRows(PageInfo const& page, long long plane, long long firstRow, Block& block,
                   CancellationChecker* checker);
@@ -56,7 +61,7 @@ private:
     std::shared_ptr<File const> file_;
     std::mutex handlesMutex_;
     std::vector<OpenPage> idleHandles_;
-    std::mutex rowsMutex_;
+    std::timed_mutex rowsMutex_;
     std::map<std::pair<std::uint64_t, long long>, RowReader> rowReaders_;  // by directory, plane
 };
 

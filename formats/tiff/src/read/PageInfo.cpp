@@ -113,6 +113,7 @@ void PageInfo::readColours(TiffHandle& tiff) {
         presentation = Presentation::Converted;
         maxRatio *= 16;  // one sample of colour for 4 x 4 pixels
         hasColours = true;
+        colourModel = ColourModel::Rgb;
         numChannels = 3;
         return;
     }
@@ -126,8 +127,30 @@ void PageInfo::readColours(TiffHandle& tiff) {
     TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_EXTRASAMPLES, &numExtra, &extras);
     hasAlpha = hasColours && numExtra > 0 && storedSamples - numExtra == 3 &&
                extras[0] != EXTRASAMPLE_UNSPECIFIED;
+    readMeaning(photometric, std::span(extras, numExtra));
     if (photometric == PHOTOMETRIC_MINISWHITE) presentation = Presentation::Inverted;
     if (photometric == PHOTOMETRIC_PALETTE) readPalette(tiff);
+}
+
+void PageInfo::readMeaning(std::uint16_t photometric, std::span<std::uint16_t const> extras) {
+    auto const numColours = storedSamples - std::ssize(extras);
+    bool const isLightness =
+        photometric == PHOTOMETRIC_MINISBLACK || photometric == PHOTOMETRIC_MINISWHITE;
+    colourModel = hasColours && numColours == 3                             ? ColourModel::Rgb
+                  : isLightness && numColours == 1                          ? ColourModel::Grey
+                  : photometric == PHOTOMETRIC_SEPARATED && numColours == 4 ? ColourModel::Cmyk
+                  : photometric == PHOTOMETRIC_CIELAB && numColours == 3    ? ColourModel::CieLab
+                  : photometric == PHOTOMETRIC_ICCLAB && numColours == 3    ? ColourModel::IccLab
+                                                                            : ColourModel::None;
+    // Grey among bands that are nothing in particular is one of them.
+    bool hasBands = false;
+    for (long long i = 0; i < std::ssize(extras); ++i) {
+        auto const kind = extras[static_cast<std::size_t>(i)];
+        hasBands |= kind == EXTRASAMPLE_UNSPECIFIED;
+        if (kind == EXTRASAMPLE_ASSOCALPHA) opacity[numColours + i] = AlphaKind::Associated;
+        if (kind == EXTRASAMPLE_UNASSALPHA) opacity[numColours + i] = AlphaKind::Unassociated;
+    }
+    if (colourModel == ColourModel::Grey && hasBands) colourModel = ColourModel::None;
 }
 
 void PageInfo::readPalette(TiffHandle& tiff) {
@@ -158,6 +181,8 @@ void PageInfo::readPalette(TiffHandle& tiff) {
     sampleType = SampleType::U8;
     numChannels = 3;
     hasColours = true;
+    colourModel = ColourModel::Rgb;
+    opacity.clear();
     if (storedSamples > 1) unsupported = "palettes with further samples are not supported";
 }
 
@@ -234,10 +259,11 @@ void PageInfo::readVoxelSize(TiffHandle& tiff) {
                                                          : 0.0;
     auto const sizeOf = [&](float perUnit) {
         double const size = nanometres / static_cast<double>(perUnit);
-        return perUnit > 0 && size < 1e15 ? std::llround(size) : 0;
+        return perUnit > 0 && size < 1e15 ? size : 0.0;
     };
-    voxelSize.x = sizeOf(tiff.getOr<float>(TIFFTAG_XRESOLUTION, 0));
-    voxelSize.y = sizeOf(tiff.getOr<float>(TIFFTAG_YRESOLUTION, 0));
+    pixelWidth = sizeOf(tiff.getOr<float>(TIFFTAG_XRESOLUTION, 0));
+    pixelHeight = sizeOf(tiff.getOr<float>(TIFFTAG_YRESOLUTION, 0));
+    voxelSize = Vector(std::llround(pixelWidth), std::llround(pixelHeight), 0);
 }
 
 bool PageInfo::hasPixelsLike(PageInfo const& other) const noexcept {

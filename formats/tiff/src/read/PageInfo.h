@@ -7,11 +7,14 @@
 
 #include <quivo/core/ValueRange.h>
 #include <quivo/core/Vector.h>
+#include <quivo/metadata/Metadata.h>
 #include <quivo/samples/SampleType.h>
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -56,8 +59,12 @@ struct PageInfo {
     ValueRange<double> valueRange;
     bool hasColours = false;  ///< the first three channels are red, green and blue
     bool hasAlpha = false;    ///< and the fourth one is opacity
+    ColourModel colourModel = ColourModel::None;  ///< of the channels as delivered
+    std::map<long long, AlphaKind> opacity;       ///< the channels that are, and how
 
-    Vector voxelSize;  ///< nanometres, 0 where unknown
+    double pixelWidth = 0;  ///< nanometres, 0 where unknown
+    double pixelHeight = 0;
+    Vector voxelSize;  ///< the same in whole ones
     std::string name;
 
     /// Why the pixels cannot be read; empty when they can.
@@ -73,12 +80,21 @@ struct PageInfo {
         return isSeparate ? 1 : storedSamples;
     }
 
+    /// Whether a block holds one channel: planes that lie apart are decoded only when asked for.
+    [[nodiscard]] bool isDecodedByPlane() const noexcept {
+        return isSeparate && presentation != Presentation::Converted;
+    }
+    [[nodiscard]] long long getChannelsPerBlock() const noexcept {
+        return isDecodedByPlane() ? 1 : numChannels;
+    }
+
     /// Whether two pages hold slices (or levels) of one image.
     [[nodiscard]] bool hasPixelsLike(PageInfo const& other) const noexcept;
 
 private:
     std::optional<SampleType> readStoredType(TiffHandle& tiff);
     void readColours(TiffHandle& tiff);
+    void readMeaning(std::uint16_t photometric, std::span<std::uint16_t const> extras);
     void readPalette(TiffHandle& tiff);
     void readBlocks(TiffHandle& tiff);
     void readValueRange(TiffHandle& tiff);

@@ -1,6 +1,7 @@
 #include <quivo/tiff/TiffImage.h>
 
 #include "container/LibTiff.h"
+#include "kernels/Copy.h"
 #include "read/PageDecoder.h"
 #include "read/PyramidLayout.h"
 #include "samples/Samples.h"
@@ -8,20 +9,22 @@
 #include "storage/files/File.h"
 
 #include <quivo/core/Levels.h>
+#include <quivo/image/ChannelNames.h>
 #include <quivo/util/Paths.h>
-#include <quivo/writer/Progress.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <numeric>
 #include <span>
+#include <type_traits>
+#include <utility>
 
 namespace Quivo {
 
 namespace {
 
 using detail::Block;
+using detail::BlockCache;
 using detail::BlockKey;
 using detail::PageInfo;
 using detail::PyramidLayout;
@@ -44,18 +47,43 @@ struct Area {
     long long endRow;
 };
 
+/// `height` rows of `width` samples of one channel, `stride` apart, which lie at (x, y) of a level.
+template <typename T>
+struct Rows {
+    T const* samples;
+    long long stride;
+    long long x;
+    long long y;
+    long long width;
+    long long height;
+};
+
+/// Copies rows to others, `dstStride` apart.
+template <typename T, typename Out>
+void copyRows(Rows<T> const& rows, Out* dst, long long dstStride) {
+    if constexpr (std::is_same_v<Out, double> &&
+                  (std::is_same_v<T, std::uint8_t> || std::is_same_v<T, double>)) {
+        detail::copyRows(rows.samples, rows.stride, dst, dstStride, rows.width, rows.height);
+    } else {
+        for (long long y = 0; y < rows.height; ++y) {
+            std::copy_n(rows.samples + y * rows.stride, rows.width, dst + y * dstStride);
+        }
+    }
+}
+
 }  // namespace
 
 /// The file, its layout and the cache of decoded blocks.
 class TiffImage::Reader {
 public:
-    explicit Reader(std::string const& path)
+    Reader(std::string const& path, OpenOptions const& options)
         : path_(path),
           file_(detail::File::openForReading(path)),
           layout_(readLayout()),
           first_(layout_.getFirstPage()),
           allChannels_(static_cast<std::size_t>(first_.numChannels)),
-          decoder_(file_) {
+          decoder_(file_),
+          cache_(options.budget) {
         std::iota(allChannels_.begin(), allChannels_.end(), 0);
     }
 
@@ -74,15 +102,19 @@ public:
 
     void setCancellationChecker(CancellationChecker* checker) noexcept { checker_ = checker; }
 
-    /// Makes room in the cache for the blocks under `rows` rows across the whole image.
-    void expectRequest(long long rows) {
-        auto const rowBytes = first_.width * first_.numChannels * getSampleBytes(first_.sampleType);
+    void setCacheLimit(std::optional<std::size_t> bytes) { cache_.setLimit(bytes); }
+
+    /// Makes room in the cache for the blocks under `rows` rows of so many channels across the
+    /// whole image.
+    void expectRequest(long long rows, long long numChannels) {
+        auto const kept = first_.isDecodedByPlane() ? numChannels : first_.numChannels;
+        auto const rowBytes = first_.width * kept * getSampleBytes(first_.sampleType);
         auto const tall =
             std::clamp(rows, computedBlockEdge, maxRequestRows) + 2 * first_.blockHeight;
         constexpr long long least = 32LL << 20;
         constexpr long long most = 1LL << 30;
         auto const wanted = rowBytes < most / tall ? rowBytes * tall : most;
-        cache_.allow(static_cast<std::size_t>(std::max(least, wanted)));
+        cache_.expect(static_cast<std::size_t>(std::max(least, wanted)));
     }
 
     /// Whether the blocks of a level cover its whole extent: a stored level may be a pixel short.
@@ -92,9 +124,8 @@ public:
         return grid.width >= found.extent.x && grid.height >= found.extent.y;
     }
 
-    /// Calls `visit(i, x, y, samples, count)` for every run of `count` samples of channel
-    /// `channels[i]`, of the image's type T, that starts at (x, y) inside an area of a level.
-    /// Positions that are not covered are not visited.
+    /// Calls `visit(i, rows)` with the rows of channel `channels[i]`, of the image's type T, that
+    /// every block has inside an area of a level. Positions that are not covered are not visited.
     template <typename T, typename Visit>
     void visitRows(Area const& area, std::span<long long const> channels, Visit&& visit) {
         Grid const grid = gridOf(area.level, *findLevel(area.level), area.slice);
@@ -104,21 +135,24 @@ public:
         for (auto by = area.firstRow / grid.blockHeight; by * grid.blockHeight < endRow; ++by) {
             auto bx = area.firstColumn / grid.blockWidth;
             for (; bx * grid.blockWidth < endColumn; ++bx) {
-                auto const block = getBlock({area.level, area.slice, bx, by});
                 auto const column = bx * grid.blockWidth;
                 auto const row = by * grid.blockHeight;
-                auto const firstX = std::max(area.firstColumn, column);
-                auto const endX = std::min(endColumn, column + block->width);
-                auto const firstY = std::max(area.firstRow, row);
-                auto const endY = std::min(endRow, row + block->height);
-                auto const* const samples = reinterpret_cast<T const*>(block->samples.data());
-                for (long long i = 0; i < std::ssize(channels); ++i) {
-                    auto const c = channels[static_cast<std::size_t>(i)];
-                    auto const* const plane = samples + c * block->height * block->width;
-                    for (auto y = firstY; y < endY; ++y) {
-                        visit(i, firstX, y, plane + (y - row) * block->width + firstX - column,
-                              endX - firstX);
+                std::shared_ptr<Block const> block;
+                for (std::size_t i = 0; i < channels.size(); ++i) {
+                    auto const plane = grid.isByPlane ? channels[i] : 0;
+                    if (!block || grid.isByPlane) {
+                        block = getBlock({area.level, area.slice, plane, bx, by});
                     }
+                    auto const x = std::max(area.firstColumn, column);
+                    auto const y = std::max(area.firstRow, row);
+                    auto const* const samples =
+                        reinterpret_cast<T const*>(block->samples.data()) +
+                        ((channels[i] - plane) * block->height + y - row) * block->width + x -
+                        column;
+                    visit(static_cast<long long>(i),
+                          Rows<T>{samples, block->width, x, y,
+                                  std::min(endColumn, column + block->width) - x,
+                                  std::min(endRow, row + block->height) - y});
                 }
             }
         }
@@ -152,16 +186,14 @@ public:
             }
         }
         if (inside.isEmpty()) return;
-        expectRequest(dstExtent.y);
+        expectRequest(dstExtent.y, numPlanes);
         for (long long z = inside.min.z; z <= inside.max.z; ++z) {
             Area const area{level,           z, inside.min.x, inside.max.x + 1, inside.min.y,
                             inside.max.y + 1};
-            visitRows<T>(area, channels,
-                         [&](long long c, long long x, long long y, T const* in, long long run) {
-                             std::copy_n(
-                                 in, run,
-                                 rowAt(c, y - region.min.y, z - region.min.z) + x - region.min.x);
-                         });
+            visitRows<T>(area, channels, [&](long long c, Rows<T> const& rows) {
+                Out* const first = rowAt(c, rows.y - region.min.y, z - region.min.z);
+                copyRows(rows, first + rows.x - region.min.x, dstExtent.x);
+            });
         }
     }
 
@@ -171,6 +203,7 @@ private:
         long long height;
         long long blockWidth;
         long long blockHeight;
+        bool isByPlane;  ///< a block holds one channel, else all
     };
 
     PyramidLayout readLayout() {
@@ -186,41 +219,46 @@ private:
                               long long slice) const {
         if (level.isStored()) {
             auto const& page = level.pages[static_cast<std::size_t>(slice)];
-            return {page.width, page.height, page.blockWidth, page.blockHeight};
+            return {page.width, page.height, page.blockWidth, page.blockHeight,
+                    page.isDecodedByPlane()};
         }
         auto const& e = level.extent;
-        if (first_.isTiled) return {e.x, e.y, computedBlockEdge, computedBlockEdge};
+        bool const isByPlane = first_.isDecodedByPlane();
+        if (first_.isTiled) return {e.x, e.y, computedBlockEdge, computedBlockEdge, isByPlane};
         // Strips run across the image: so do the blocks computed from them, and no strip is decoded
         // once per column of blocks. Rows are a power of two, at most those of a square block.
         auto const rowBytes = first_.width * first_.numChannels * getSampleBytes(first_.sampleType);
         auto rows = computedBlockEdge;
         while (rows > 1 && (rowBytes >> levelIndex) * rows > (16LL << 20)) rows /= 2;
-        return {e.x, e.y, e.x, rows};
+        return {e.x, e.y, e.x, rows, isByPlane};
     }
 
     std::shared_ptr<Block const> getBlock(BlockKey const& key) {
-        if (auto found = cache_.find(key)) return found;
-        if (auto* const checker = checker_.load()) checker->checkCancelled();
-        auto const& level = layout_.levels[static_cast<std::size_t>(key.level)];
-        auto block = level.isStored()
-                         ? decoder_.decode(level.pages[static_cast<std::size_t>(key.slice)], key.x,
-                                           key.y, checker_.load())
-                         : computeBlock(key, level);
-        cache_.insert(key, block);
-        return block;
+        auto const decode = [&](BlockCache::Room& room) {
+            detail::checkCancelled(checker_);
+            auto const& level = layout_.levels[static_cast<std::size_t>(key.level)];
+            if (!level.isStored()) return computeBlock(key, level, room);
+            auto const& page = level.pages[static_cast<std::size_t>(key.slice)];
+            return decoder_.decode(page, key, room, checker_);
+        };
+        return cache_.getOrDecode(key, decode, [&] { detail::checkCancelled(checker_); });
     }
 
     std::shared_ptr<Block const> computeBlock(BlockKey const& key,
-                                              PyramidLayout::Level const& level) {
+                                              PyramidLayout::Level const& level,
+                                              BlockCache::Room& room) {
         Grid const grid = gridOf(key.level, level, key.slice);
+        auto const channels =
+            grid.isByPlane ? std::span(&key.plane, 1) : std::span(std::as_const(allChannels_));
         auto block = std::make_shared<Block>();
         block->width = std::min(grid.blockWidth, grid.width - key.x * grid.blockWidth);
         block->height = std::min(grid.blockHeight, grid.height - key.y * grid.blockHeight);
         detail::visitSampleType(first_.sampleType, [&](auto sample) {
             using T = decltype(sample);
-            block->samples.resize(
-                static_cast<std::size_t>(block->width * block->height * first_.numChannels) *
-                sizeof(T));
+            auto const bytes = static_cast<std::size_t>(block->width * block->height) *
+                               channels.size() * sizeof(T);
+            room.take(bytes);
+            block->samples.resize(bytes);
             Area below{key.level - 1, key.slice, 0, 0, 0, 0};
             below.firstColumn = 2 * key.x * grid.blockWidth;
             below.endColumn = below.firstColumn + 2 * block->width;
@@ -228,7 +266,7 @@ private:
                 auto const count = std::min(rowsPerStep, block->height - row);
                 below.firstRow = 2 * (key.y * grid.blockHeight + row);
                 below.endRow = below.firstRow + 2 * count;
-                halve<T>(below, *block, row, count);
+                halve<T>(below, channels, *block, row, count);
             }
         });
         return block;
@@ -236,18 +274,19 @@ private:
 
     /// Stores the 2 x 2 means of an area as `count` rows of `block` from `firstRow` on.
     template <typename T>
-    void halve(Area const& below, Block& block, long long firstRow, long long count) {
+    void halve(Area const& below, std::span<long long const> channels, Block& block,
+               long long firstRow, long long count) {
         auto const width = below.endColumn - below.firstColumn;
         auto const plane = width * 2 * count;
-        std::vector<T> samples(static_cast<std::size_t>(plane * first_.numChannels));
-        visitRows<T>(below, allChannels_,
-                     [&](long long c, long long x, long long y, T const* in, long long run) {
-                         std::copy_n(in, run,
-                                     samples.begin() + c * plane + (y - below.firstRow) * width +
-                                         x - below.firstColumn);
-                     });
+        std::vector<T> samples(static_cast<std::size_t>(plane) * channels.size());
+        visitRows<T>(below, channels, [&](long long c, Rows<T> const& rows) {
+            copyRows(rows,
+                     samples.data() + c * plane + (rows.y - below.firstRow) * width + rows.x -
+                         below.firstColumn,
+                     width);
+        });
         auto* const out = reinterpret_cast<T*>(block.samples.data());
-        for (long long c = 0; c < first_.numChannels; ++c) {
+        for (long long c = 0; c < std::ssize(channels); ++c) {
             for (long long y = 0; y < count; ++y) {
                 T const* const upper = samples.data() + c * plane + 2 * y * width;
                 detail::halveRows(upper, upper + width,
@@ -263,11 +302,14 @@ private:
     PageInfo const& first_;
     std::vector<long long> allChannels_;
     detail::PageDecoder decoder_;
-    detail::BlockCache cache_;
+    BlockCache cache_;
     std::atomic<CancellationChecker*> checker_{nullptr};
 };
 
-TiffImage::TiffImage(std::string const& path) : reader_(std::make_unique<Reader>(path)) {}
+TiffImage::TiffImage(std::string const& path) : TiffImage(path, OpenOptions()) {}
+
+TiffImage::TiffImage(std::string const& path, OpenOptions const& options)
+    : reader_(std::make_unique<Reader>(path, options)) {}
 
 TiffImage::~TiffImage() = default;
 
@@ -311,7 +353,9 @@ void TiffImage::openTileRegionToPosition(double* dst, long long level, Vector co
     });
 }
 
-std::optional<SampleType> TiffImage::getStoredType() const { return getSampleType(); }
+std::optional<SampleType> TiffImage::getStoredType() const {
+    return ownClass_.isClassOf(*this) ? std::optional(getSampleType()) : std::nullopt;
+}
 
 void TiffImage::openSamples(void* dst, long long level, Box const& region,
                             std::span<long long const> channels) {
@@ -320,6 +364,20 @@ void TiffImage::openSamples(void* dst, long long level, Box const& region,
         using T = decltype(sample);
         reader_->store<T>(static_cast<T*>(dst), level, region, region.getExtent(), {}, channels);
     });
+}
+
+Metadata TiffImage::getMetadata() {
+    auto const& first = reader_->getFirst();
+    Metadata result;
+    result.colourModel = first.colourModel;
+    for (long long c = 0; c < first.numChannels; ++c) {
+        result.channels.push_back({getChannelName(c), AlphaKind::None, {}, {}});
+    }
+    for (auto const& [channel, kind] : first.opacity) {
+        result.channels[static_cast<std::size_t>(channel)].alpha = kind;
+    }
+    result.pixelSize = {first.pixelWidth, first.pixelHeight, 0.0};
+    return result;
 }
 
 std::string TiffImage::getSliceName(long long index) {
@@ -335,10 +393,8 @@ std::string TiffImage::getChannelName(long long index) {
     auto const& told = reader_->getLayout().channelNames;
     auto const position = static_cast<std::size_t>(index);
     if (position < told.size() && !told[position].empty()) return told[position];
-    if (first.numChannels == 1) return "Gray";
-    static constexpr std::array names{"Red", "Green", "Blue", "Alpha"};
-    long long const numNamed = !first.hasColours ? 0 : first.hasAlpha ? 4 : 3;
-    return index < numNamed ? names[position] : "";
+    if (first.numChannels == 1) return getUsualChannelName(index, 1);
+    return getUsualChannelName(index, !first.hasColours ? 0 : first.hasAlpha ? 4 : 3);
 }
 
 std::string TiffImage::getId() const { return getImageIdFromPath(reader_->getPath()); }
@@ -357,6 +413,8 @@ bool TiffImage::isLevelStored(long long level) const noexcept {
 bool TiffImage::isTiled() const noexcept { return reader_->getFirst().isTiled; }
 
 SampleType TiffImage::getSampleType() const noexcept { return reader_->getFirst().sampleType; }
+
+void TiffImage::setCacheLimit(std::optional<std::size_t> bytes) { reader_->setCacheLimit(bytes); }
 
 void TiffImage::setCancellationChecker(CancellationChecker* checker) noexcept {
     reader_->setCancellationChecker(checker);

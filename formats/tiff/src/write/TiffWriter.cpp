@@ -1,11 +1,14 @@
 #include <quivo/tiff/TiffWriter.h>
 
-#include "write/WriteSession.h"
+#include "storage/pyramid/PyramidSession.h"
+#include "write/TiffSink.h"
 
 #include <quivo/image/Image.h>
+#include <quivo/samples/ReadSamples.h>
+#include <quivo/samples/SampleSource.h>
 
-#include <exception>
-#include <new>
+#include <algorithm>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -56,29 +59,29 @@ void TiffWriter::writeImage(ProgressMonitor* monitor, CancellationChecker* check
 }
 
 void TiffWriter::beginWriting(DownsampleOrProxy* image, CancellationChecker*) {
-    detail::WritePlan plan;
+    detail::TiffPlan plan;
     plan.target = filename;
     plan.replaces = replaces_;
+    plan.compression = compression_;
+    plan.quality = quality_;
+    plan.voxelSize = image->getVoxelSize(0);
     plan.valueRange = image->getValueRange();
     plan.channelNames = channelNames_;
-    plan.voxelSize = image->getVoxelSize(0);
-    plan.computesLevels = !useSrcImagePyramid;
-    auto const numProcessors = static_cast<int>(std::thread::hardware_concurrency());
-    plan.numThreads = numThreads_ > 0 ? numThreads_ : std::max(1, numProcessors);
+    auto& pyramid = plan.pyramid;
+    pyramid.tile = {tileExtent.x, tileExtent.y, image->getNumChannels(),
+                    sampleType_.value_or(chooseSampleType(plan.valueRange))};
     for (long long level = 0; level < image->getNumLevels(); ++level) {
-        plan.extents.push_back(image->getExtent(level));
+        pyramid.extents.push_back(image->getExtent(level));
     }
-    plan.format = {tileExtent.x,
-                   tileExtent.y,
-                   image->getNumChannels(),
-                   sampleType_.value_or(chooseSampleType(plan.valueRange)),
-                   compression_,
-                   quality_};
-    auto* const samples = dynamic_cast<SampleSource*>(srcImage);
-    if (samples && samples->getStoredType() == plan.format.sampleType) plan.samples = samples;
+    pyramid.computesLevels = !useSrcImagePyramid;
+    auto const numProcessors = static_cast<int>(std::thread::hardware_concurrency());
+    pyramid.numThreads = numThreads_ > 0 ? numThreads_ : std::max(1, numProcessors);
+    auto* const samples = findSampleSource(*srcImage);
+    if (samples && samples->getStoredType() == pyramid.tile.sampleType) pyramid.samples = samples;
     if (tileExtent.z != 1) throw std::runtime_error(filename + ": tiles must be one slice deep");
     plan.check();
-    session_ = std::make_unique<detail::WriteSession>(std::move(plan));
+    session_ =
+        std::make_unique<detail::PyramidSession>(pyramid, std::make_unique<detail::TiffSink>(plan));
 }
 
 void TiffWriter::prepareLevel(DownsampleOrProxy*, long long) {}
@@ -98,23 +101,9 @@ void TiffWriter::endWriting(bool aborted) {
         return;
     }
     session_.reset();
-    outcome_ = Outcome::Failed;
-    auto const reason = std::current_exception();
-    if (!reason) {  // a caller of one's own gave up, without an exception on its way
-        failure_ = filename + ": writing was given up";
-        return;
-    }
-    try {
-        std::rethrow_exception(reason);
-    } catch (CancellationException const&) {
-        outcome_ = Outcome::Cancelled;
-    } catch (std::bad_alloc const&) {
-        failure_ = filename + ": not enough memory to write it";
-    } catch (std::exception const& error) {
-        failure_ = error.what();
-    } catch (...) {
-        failure_ = filename + ": writing ended with an unknown error";
-    }
+    auto failure = detail::describeFailure(filename);
+    outcome_ = failure ? Outcome::Failed : Outcome::Cancelled;
+    failure_ = std::move(failure).value_or("");
 }
 
 }  // namespace Quivo

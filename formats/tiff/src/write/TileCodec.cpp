@@ -33,10 +33,6 @@ std::uint16_t toFormatTag(SampleType type) {
 
 }  // namespace
 
-std::size_t TileFormat::getTileBytes() const noexcept {
-    return static_cast<std::size_t>(width * height * numChannels * getSampleBytes(sampleType));
-}
-
 std::size_t TileFormat::getWorstBytes() const noexcept {
     // Codecs that fall back to storing cost a few bytes per block; LZW writes up to 12 bits for 8
     // of noise, and JPEG of noise can outgrow its source.

@@ -2,6 +2,7 @@
 
 #include "container/LibTiff.h"
 #include "samples/Samples.h"
+#include "storage/pyramid/TileSink.h"
 
 #include <quivo/samples/SampleType.h>
 #include <quivo/tiff/TiffWriter.h>
@@ -12,15 +13,9 @@
 namespace Quivo::detail {
 
 /// How the tiles of a file are stored. Plain value.
-struct TileFormat {
-    long long width = 0;
-    long long height = 0;
-    long long numChannels = 0;
-    SampleType sampleType = SampleType::U8;
+struct TileFormat : TileShape {
     TiffCompression compression = TiffCompression::Deflate;
     int quality = 90;
-
-    [[nodiscard]] std::size_t getTileBytes() const noexcept;
 
     /// The most that one encoded tile can take.
     [[nodiscard]] std::size_t getWorstBytes() const noexcept;

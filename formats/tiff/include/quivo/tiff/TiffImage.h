@@ -1,10 +1,14 @@
 #pragma once
 
 #include <quivo/image/DisplayView.h>
+#include <quivo/image/Facets.h>
+#include <quivo/metadata/Metadata.h>
 #include <quivo/samples/SampleSource.h>
 #include <quivo/samples/SampleType.h>
+#include <quivo/tiles/OpenOptions.h>
 #include <quivo/tiles/TileImage.h>
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <span>
@@ -28,15 +32,20 @@ class CancellationChecker;
 /// They hold what `TiffWriter` would store there for the same sample type (it does not write signed
 /// integers: stored as floats, their means are not rounded).
 ///
-/// Decoded blocks are kept in the file's own sample type, in memory that grows with the width of
-/// the image at most, so that reading down the image decodes everything once. The file must not
-/// change while it is open. Locked inside; any thread may read, several at once.
-class QUIVO_API TiffImage : public TileImage, public SampleSource {
+/// Decoded blocks are kept in the file's own sample type: as `OpenOptions` and `setCacheLimit` say,
+/// otherwise in memory that grows with the width of the image and the height of the requests at
+/// most, so that reading down the image decodes everything once. Planes that lie apart are decoded
+/// and kept apart. The file must not change while it is open. Locked inside; any thread may read,
+/// several at once: a block that several ask for is decoded once.
+class QUIVO_API TiffImage : public TileImage, public SampleSource, public MetadataSource {
 public:
     /// Opens a file.
     /// error: std::runtime_error, one line that starts with the path, when the file cannot be read,
     /// is no TIFF, is damaged, or stores pixels in a way that is not supported.
     explicit TiffImage(std::string const& path);
+    /// The same, as `options` say.
+    /// error: as above.
+    TiffImage(std::string const& path, OpenOptions const& options);
     ~TiffImage() override;
 
     /// The path.
@@ -60,12 +69,16 @@ public:
     void openTileRegionToPosition(double* dst, long long level, Vector const& tilePosition,
                                   Box const& tileRegion, Vector const& dstExtent,
                                   Vector const& dstPosition) override;
-    /// `getSampleType()`.
+    /// `getSampleType()`; none for an object of a derived class, whose overrides count.
     std::optional<SampleType> getStoredType() const override;
-    /// The same, without the way through doubles, and of the chosen channels alone.
+    /// The same, without the way through doubles, and of the chosen channels alone: of planes that
+    /// lie apart, no other ones are decoded.
     /// error: as above.
     void openSamples(void* dst, long long level, Box const& region,
                      std::span<long long const> channels) override;
+    /// Colour model and opacity as the file marks them, names, and the pixel size as the resolution
+    /// tags have it.
+    [[nodiscard]] Metadata getMetadata() override;
     std::string getSliceName(long long index) override;
     /// The name that the file tells (as GDAL's band descriptions, tag 42112); otherwise "Gray", or
     /// "Red", "Green", "Blue" and "Alpha" for what the file marks as such, else empty.
@@ -88,15 +101,23 @@ public:
     /// The type of the values delivered: the file's, or `U8` where colours are converted.
     [[nodiscard]] SampleType getSampleType() const noexcept;
 
-    /// Asked before every block that a read decodes or computes, and every 64 rows on the way down
-    /// a long strip (null: nobody), so that a long read can be stopped; what it throws leaves
-    /// `openRegion`. It stays the caller's. Set it while no read is running; it must be callable
-    /// from every reading thread.
+    /// How many bytes of decoded blocks are kept, beside what the budget says if there is one; what
+    /// is more is evicted before this returns. One block stays in any case. Nothing, as at first:
+    /// the budget alone bounds them, and without one the image does so by itself. Any thread, also
+    /// while others read.
+    void setCacheLimit(std::optional<std::size_t> bytes);
+
+    /// Asked before every block that a read decodes or computes, every 64 rows on the way down a
+    /// long strip, and every few milliseconds while another thread decodes the block (null:
+    /// nobody), so that all reads can be stopped; what it throws leaves `openRegion`. It stays the
+    /// caller's. Set it while no read is running; it must be callable from every reading thread.
+    /// A `CancellationScope` is asked at the same places and stops the reads of its thread alone.
     void setCancellationChecker(CancellationChecker* checker) noexcept;
 
 private:
     class Reader;
     std::unique_ptr<Reader> reader_;
+    detail::OwnClass ownClass_ = detail::OwnClass::of<TiffImage>();
     DisplayView displayView_;
 };
 

@@ -11,7 +11,7 @@
 namespace Quivo {
 
 namespace detail {
-class WriteSession;
+class PyramidSession;
 }
 
 /// How tiles are packed: without loss, except for `Jpeg`. `Zstd` is there where libtiff has it.
@@ -113,7 +113,7 @@ private:
     std::vector<std::string> channelNames_;
     int numThreads_ = 0;
     bool replaces_ = true;
-    std::unique_ptr<detail::WriteSession> session_;
+    std::unique_ptr<detail::PyramidSession> session_;
     Outcome outcome_ = Outcome::NotRun;
     std::string failure_;
 };

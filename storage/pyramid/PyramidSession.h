@@ -1,68 +1,68 @@
 #pragma once
 
-#include "container/LibTiff.h"
-#include "storage/files/File.h"
 #include "storage/files/ScratchLevel.h"
+#include "storage/pyramid/TileSink.h"
 #include "storage/work/WorkerPool.h"
-#include "write/TileCodec.h"
 
-#include <quivo/core/ValueRange.h>
 #include <quivo/core/Vector.h>
 #include <quivo/samples/SampleSource.h>
 #include <quivo/writer/ImageWriter.h>
 
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace Quivo::detail {
 
-/// What is to be written. Plain value.
-struct WritePlan {
-    std::string target;
-    bool replaces = true;  ///< what is there
-    TileFormat format;
+/// What is to be written, as far as every format has it. Plain value.
+struct PyramidPlan {
+    TileShape tile;
+    TileLayout layout = TileLayout::Interleaved;
     std::vector<Vector> extents;  ///< of every level
-    Vector voxelSize;             ///< at level 0, nanometres; 0 where unknown
-    ValueRange<double> valueRange;
-    std::vector<std::string> channelNames;
-    bool computesLevels = false;  ///< from the level before, instead of reading them
+    /// From the level before, instead of reading them; the sides of tiles are even then.
+    bool computesLevels = false;
     int numThreads = 1;
     SampleSource* samples = nullptr;  ///< the source, where it has samples of the wanted type
 
-    /// error: std::runtime_error "TARGET: reason" for what TIFF cannot hold.
-    void check() const;
+    /// How many tiles lie along each axis of a level.
+    [[nodiscard]] Vector countTiles(std::size_t level) const;
+
+    /// error: std::runtime_error "TARGET: reason" for a level without pixels, and for one that is
+    /// to be computed and not half of the one before.
+    void check(std::string const& target) const;
 };
 
-/// One file being written: under another name until `commit`, gone when destroyed without it.
+/// Turns an image into the tiles of a pyramid and hands them to a sink.
 ///
 /// The caller's thread reads the source, which it turns into samples while they are in its caches,
-/// and writes the file, in the order of tiles; the workers encode the samples of a tile and make
-/// its share of the next level. One thread at a time.
-class WriteSession {
+/// and stores tiles, in their order; the workers encode the samples of a tile and make its share of
+/// the next level. So much that memory is bounded: a band of tiles as wide as the image, and a few
+/// tiles per thread. What is stored depends neither on the number of threads nor on timing. One
+/// thread at a time.
+class PyramidSession {
 public:
     using Source = ImageWriter::DownsampleOrProxy;
 
-    /// error: std::runtime_error "TARGET: reason" when the file cannot be created.
-    explicit WriteSession(WritePlan plan);
-    ~WriteSession();
+    PyramidSession(PyramidPlan plan, std::unique_ptr<TileSink> sink);
+    ~PyramidSession();
 
-    /// Writes the pages of a level; levels come in ascending order.
-    /// error: std::runtime_error "TARGET: reason", and what source, monitor or checker throw.
+    /// Writes the pages of a level; levels come in ascending order. The progress increases by one
+    /// for each tile with all its channels.
+    /// error: std::runtime_error "TARGET: reason", and what source, sink, monitor or checker throw.
     void writeLevel(Source& source, long long level, ProgressMonitor* monitor,
                     CancellationChecker* checker);
 
-    /// Finishes the file under its temporary name.
-    void finish();
-
-    /// Gives the finished file its name.
-    void commit();
+    /// As the sink's.
+    ///@{
+    void finish() { sink_->finish(); }
+    void commit() { sink_->commit(); }
+    ///@}
 
 private:
     struct Tile;
 
-    void beginPage(long long level, long long slice);
     void writeTileRow(Source& source, long long level, Vector const& start,
                       ProgressMonitor* monitor, CancellationChecker* checker);
     void readSamples(Source& source, long long level, Vector const& corner, Tile& tile,
@@ -77,13 +77,12 @@ private:
     void pad(Tile& tile) const;
     template <typename T>
     void addToNextLevel(Tile const& tile) const;
+    template <typename T>
+    [[nodiscard]] Bytes getPlane(Bytes const& samples, long long channel) const;
 
-    WritePlan plan_;
-    std::string channelXml_;
+    PyramidPlan plan_;
     long long pixelBytes_;
-    std::unique_ptr<File> file_;
-    TiffHandle tiff_;
-    TileCodec codec_;
+    std::unique_ptr<TileSink> sink_;
     std::unique_ptr<ScratchLevel> level_;      ///< the level being written, when computed
     std::unique_ptr<ScratchLevel> nextLevel_;  ///< the one computed meanwhile
     std::unique_ptr<std::byte[]> values_;      ///< of the region read last, doubles or samples
@@ -92,5 +91,9 @@ private:
     std::deque<std::unique_ptr<Tile>> pending_;  ///< in the order of the file
     WorkerPool workers_;                         ///< last: its jobs refer to all the others
 };
+
+/// One line that says why a write to `target` ended, by the exception that is being handled; none
+/// when that is a cancellation.
+[[nodiscard]] std::optional<std::string> describeFailure(std::string const& target);
 
 }  // namespace Quivo::detail
