@@ -99,7 +99,7 @@ void findAmongMany(benchmark::State& state) {
     TinyTiles few(256), many(102400);
     if (!few.isRight || !many.isRight) return state.SkipWithError("the cache answers wrongly");
     measure(
-        state, 3.0, 16000, [&] { few.readSomeTiles(); }, [&] { many.readSomeTiles(); });
+        state, 4.0, 16000, [&] { few.readSomeTiles(); }, [&] { many.readSomeTiles(); });
 }
 
 void readWithTwoThreads(benchmark::State& state, long long edge) {

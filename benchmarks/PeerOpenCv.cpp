@@ -33,11 +33,11 @@ void openCvShrink(benchmark::State& state, int edge, double factor) {
     });
 }
 
-void openCvRead(benchmark::State& state) {
-    cv::Mat src(4096, 4096, CV_8U);
+void openCvRead(benchmark::State& state, int edge) {
+    cv::Mat src(edge, edge, CV_8U);
     cv::randu(src, 0, 256);
     cv::Mat dst;
-    double const values = 4096.0 * 4096.0;
+    double const values = static_cast<double>(edge) * edge;
     measure(state, 0, values, CopyYardstick(9 * values), [&] { src.convertTo(dst, CV_64F); });
 }
 
@@ -52,7 +52,10 @@ void addOpenCvBenchmarks() {
                 [=](auto& state) { openCvShrink(state, edge, std::stod(factor)); });
         }
     }
-    add("read/u8/4096/OpenCV", openCvRead);
+    for (int const edge : {4096, 512, 256}) {
+        add("read/u8/" + std::to_string(edge) + "/OpenCV",
+            [=](auto& state) { openCvRead(state, edge); });
+    }
 }
 
 }  // namespace Quivo::Benchmarks

@@ -1,6 +1,6 @@
 // Random windows out of OpenImageIO's image cache, as interleaved floats.
 
-#include "Yardstick.h"
+#include "Pictures.h"
 
 #include <OpenImageIO/imagecache.h>
 #include <OpenImageIO/imageio.h>
@@ -51,6 +51,40 @@ void readHits(benchmark::State& state, int edge) {
     std::filesystem::remove(path);
 }
 
+#ifdef QUIVO_BENCHMARK_FILES
+
+void readDecoded(benchmark::State& state, int edge) {
+    OIIO::ustring const name(fileOf(edge, Packing::Deflate));
+    auto const& picture = pictureOf(edge);
+    auto* const cache = OIIO::ImageCache::create(false);
+    cache->attribute("max_memory_MB", 1024.0F);
+    // Bytes stay bytes in the cache.
+    cache->attribute("forcefloat", 0);
+    std::vector<unsigned char> dst(std::size_t{3} * window * window);
+    auto const windows = makeNativeWindows(edge);
+    auto const read = [&](Window const& at) {
+        return cache->get_pixels(name, 0, 0, at.x, at.x + window, at.y, at.y + window, 0, 1,
+                                 OIIO::TypeDesc::UINT8, dst.data());
+    };
+    bool isRead = true;
+    for (auto const& at : windows) {
+        isRead =
+            isRead && read(at) && picture.isWindow(dst.data(), at, window, Picture::Order::Pixels);
+    }
+    std::size_t next = 0, nextCopy = 0;
+    if (isRead) {
+        measure(
+            state, 0, window * window,
+            [&] { picture.copyWindow(dst.data(), windows[nextCopy++ % windows.size()], window); },
+            [&] { read(windows[next++ % windows.size()]); });
+    } else {
+        state.SkipWithError("OpenImageIO cannot read the file");
+    }
+    OIIO::ImageCache::destroy(cache);
+}
+
+#endif
+
 }  // namespace
 
 void addOpenImageIoBenchmarks() {
@@ -58,6 +92,12 @@ void addOpenImageIoBenchmarks() {
         add("cache/hits/" + std::to_string(edge) + "/OpenImageIO",
             [=](auto& state) { readHits(state, edge); });
     }
+#ifdef QUIVO_BENCHMARK_FILES
+    for (int const edge : {2048, 8192}) {
+        add("native/hits/" + std::to_string(edge) + "/OpenImageIO",
+            [=](auto& state) { readDecoded(state, edge); });
+    }
+#endif
 }
 
 }  // namespace Quivo::Benchmarks

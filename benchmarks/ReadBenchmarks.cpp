@@ -168,7 +168,7 @@ void addReadBenchmarks() {
         add("read/f64" + suffix,
             [=](auto& state) { readBuffer<double>(state, size, whole ? 1.1 : 0); });
         add("read/u8" + suffix,
-            [=](auto& state) { readBuffer<unsigned char>(state, size, whole ? 1.0 : 0); });
+            [=](auto& state) { readBuffer<unsigned char>(state, size, asPeers); });
         if (size == 256) continue;
         for (bool const rounds : {false, true}) {
             add((rounds ? "scale/rounded" : "scale/plain") + suffix,

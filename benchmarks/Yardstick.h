@@ -47,9 +47,13 @@ inline double medianOf(std::vector<double> values) {
     return *middle;
 }
 
+/// The goal of a job that must not be slower than the same by other libraries in the same run.
+constexpr double asPeers = -1;
+
 /// Times `job` against `yardstick`, run just before it each time. Jobs too short for the clock are
 /// repeated until they take half a millisecond. Sets the counters `x_memcpy`, the ratio of the
-/// medians, and `goal`, what it should not exceed (0: none). `pixels` is what one job delivers.
+/// medians, and `goal`, what it should not exceed (0: none;
+/// `asPeers`). `pixels` is what one job delivers.
 template <typename Yardstick, typename Job>
 void measure(benchmark::State& state, double goal, double pixels, Yardstick yardstick, Job job) {
     double const once = std::max(secondsOf(job, 1), 1e-8);
@@ -112,6 +116,9 @@ void addPyramidBenchmarks();
 void addDownsamplingBenchmarks();
 void addReadBenchmarks();
 void addCacheBenchmarks();
+/// Those of files: where the TIFF library is built.
+void addTiffBenchmarks();
+void addChannelBenchmarks();
 /// The same by other libraries, where they are installed.
 void addOpenCvBenchmarks();
 void addGdalBenchmarks();

@@ -8,7 +8,7 @@ import json
 import statistics
 import sys
 
-PEERS = ["OpenCV", "GDAL", "OpenImageIO"]
+PEERS = ["OpenCV", "GDAL", "GDAL bands", "GDAL pixels", "OpenImageIO"]
 
 
 def read(path):
@@ -32,20 +32,28 @@ def print_table(results):
             other = results.get(f"{name}/{peer}")
             if other and not other.get("error_occurred"):
                 others.append(f"{peer} {other['x_memcpy']:.2f}, {other['Mpixels_s']:.0f}")
-        goal = f"{entry['goal']:g}" if entry["goal"] else ""
-        print(f"| {name} | {entry['ms']:.3g} | {entry['x_memcpy']:.2f} | {goal} "
-              f"| {entry['Mpixels_s']:.0f} | {'; '.join(others)} |")
+        if "MB" in entry:
+            others.append(f"{entry['MB']:.2f} MB")
+        goal = "as peers" if entry["goal"] < 0 else f"{entry['goal']:.3g}" if entry["goal"] else ""
+        time, rate = [format(entry[key], form) if key in entry else ""
+                      for key, form in (("ms", ".3g"), ("Mpixels_s", ".0f"))]
+        digits = 3 if 0 < entry["goal"] < 0.1 else 2
+        print(f"| {name} | {time} | {entry['x_memcpy']:.{digits}f} | {goal} | {rate} "
+              f"| {'; '.join(others)} |")
 
 
 def print_comparison(these, others):
     print("| job | this, ms | other, ms | this / other |")
     print("|---|---|---|---|")
     for name in these[0]:
-        if name.rsplit("/", 1)[-1] in PEERS or not all(name in run for run in others):
+        if name.rsplit("/", 1)[-1] in PEERS or "ms" not in these[0][name]:
             continue
-        times = [statistics.median(run[name].get("ms", float("nan")) for run in runs)
-                 for runs in (these, others)]
-        print(f"| {name} | {times[0]:.3g} | {times[1]:.3g} | {times[0] / times[1]:.2f} |")
+        # What one of them cannot do, such as read files before there was a way to, stays empty.
+        this, other = [statistics.median(run.get(name, {}).get("ms", float("nan")) for run in runs)
+                       for runs in (these, others)]
+        columns = [f"{value:.{digits}}".replace("nan", "")
+                   for value, digits in ((this, "3g"), (other, "3g"), (this / other, "2f"))]
+        print(f"| {name} | {' | '.join(columns)} |")
 
 
 if sys.argv[1] == "--compare":

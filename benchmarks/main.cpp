@@ -6,6 +6,10 @@ int main(int argc, char** argv) {
     addDownsamplingBenchmarks();
     addReadBenchmarks();
     addCacheBenchmarks();
+#ifdef QUIVO_BENCHMARK_FILES
+    addTiffBenchmarks();
+    addChannelBenchmarks();
+#endif
 #ifdef QUIVO_PEER_OPENCV
     addOpenCvBenchmarks();
 #endif

@@ -48,7 +48,7 @@ cp -r benchmarks "$other/source/"
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 cmake -S "$other/source" -B "$other/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-    -DQUIVO_BUILD_BENCHMARKS=ON "${launcher[@]}" >/dev/null
+    -DQUIVO_BUILD_BENCHMARKS=ON -DQUIVO_WITH_TIFF=ON "${launcher[@]}" >/dev/null
 grep -q QUIVO_BUILD_BENCHMARKS "$other/source/CMakeLists.txt" || {
     echo "bench.sh: $revision is older than the benchmarks" >&2
     exit 1
