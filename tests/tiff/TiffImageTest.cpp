@@ -1,4 +1,5 @@
 #include <quivo/filters/SubImageFilter.h>
+#include <quivo/samples/ReadSamples.h>
 #include <quivo/tiff/TiffImage.h>
 #include <quivo/tiles/CachedImage.h>
 
@@ -137,23 +138,36 @@ TEST_F(TiffImageTest, TellsWhatTheTagsTell) {
         Vector voxelSize;
         ValueRange<double> range;
         std::string names;
+        std::string meaning;  ///< colour model, then A or U for each channel that is opacity
         Page page;
     };
     // Resolution: 282, 283 per 296 (1: nothing, 2: inch, 3: centimetre). Range: 280, 281 and, in
     // the sample type, 340, 341. Extra sample: 338 (2: opacity).
     Case const cases[] = {
-        {"nothing", 0, {0, 65535}, "Gray,", {"u16"}},
-        {"per cm", {394, 787, 0}, {-128, 127}, "Gray,", {"i8 282=25400 283=12700 296=3"}},
-        {"per inch", {1000, 2000, 0}, {0, 1}, "Gray,", {"f32 282=25400 283=12700 296=2"}},
-        {"inch by default", {1000, 2000, 0}, {0, 255}, ",,", {"u8*2 282=25400 283=12700"}},
-        {"an aspect only", 0, {0, 255}, "Gray,", {"u8 282=25400 283=12700 296=1"}},
-        {"range", 0, {100, 4095}, "Gray,", {"u16 280=100 281=4095"}},
-        {"range turned over", 0, {65535 - 4095, 65435}, "Gray,", {"u16 white0 280=100 281=4095"}},
-        {"typed range", 0, {-3.5, 7.25}, "Gray,", {"f32 340=-3.5 341=7.25"}},
-        {"a range without values", 0, {0, 255}, "Gray,", {"u8 340=7 341=7"}},
-        {"colours", 0, {0, 255}, "Red,Green,Blue,", {"u8*3 rgb"}},
-        {"opacity", 0, {0, 255}, "Red,Green,Blue,Alpha,", {"u8*4 rgb 338=2"}},
-        {"a fourth of unknown sense", 0, {0, 255}, "Red,Green,Blue,,", {"u8*4 rgb 338=0"}},
+        {"nothing", 0, {0, 65535}, "Gray,", "Grey", {"u16"}},
+        {"per cm", {394, 787, 0}, {-128, 127}, "Gray,", "Grey", {"i8 282=25400 283=12700 296=3"}},
+        {"per inch", {1000, 2000, 0}, {0, 1}, "Gray,", "Grey", {"f32 282=25400 283=12700 296=2"}},
+        {"inch by default", {1000, 2000, 0}, {0, 255}, ",,", "None", {"u8*2 282=25400 283=12700"}},
+        {"an aspect only", 0, {0, 255}, "Gray,", "Grey", {"u8 282=25400 283=12700 296=1"}},
+        {"range", 0, {100, 4095}, "Gray,", "Grey", {"u16 280=100 281=4095"}},
+        {"range turned over",
+         0,
+         {65535 - 4095, 65435},
+         "Gray,",
+         "Grey",
+         {"u16 white0 280=100 281=4095"}},
+        {"typed range", 0, {-3.5, 7.25}, "Gray,", "Grey", {"f32 340=-3.5 341=7.25"}},
+        {"a range without values", 0, {0, 255}, "Gray,", "Grey", {"u8 340=7 341=7"}},
+        {"colours", 0, {0, 255}, "Red,Green,Blue,", "Rgb", {"u8*3 rgb"}},
+        {"opacity", 0, {0, 255}, "Red,Green,Blue,Alpha,", "Rgb...U", {"u8*4 rgb 338=2"}},
+        {"opacity multiplied in",
+         0,
+         {0, 255},
+         "Red,Green,Blue,Alpha,",
+         "Rgb...A",
+         {"u8*4 rgb 338=1"}},
+        {"grey with opacity", 0, {0, 255}, ",,", "Grey.U", {"u8*2 338=2"}},
+        {"a fourth of unknown sense", 0, {0, 255}, "Red,Green,Blue,,", "Rgb", {"u8*4 rgb 338=0"}},
     };
     for (Case const& row : cases) {
         SCOPED_TRACE(row.reason);
@@ -162,12 +176,50 @@ TEST_F(TiffImageTest, TellsWhatTheTagsTell) {
         EXPECT_EQ(image.getVoxelSize(0), row.voxelSize);
         EXPECT_EQ(image.getVoxelSize(2), row.voxelSize * Vector(4, 4, 1));
         EXPECT_EQ(image.getValueRange(), row.range);
+        auto const metadata = getMetadata(image);
+        auto const [width, height, depth] = metadata.pixelSize;
+        EXPECT_EQ(Vector(std::llround(width), std::llround(height), std::llround(depth)),
+                  row.voxelSize);
+        EXPECT_TRUE(row.voxelSize.x != 394 || width == 1e7 / 25400) << "more than whole numbers";
+        std::string meaning(metadata.colourModel == ColourModel::Rgb    ? "Rgb"
+                            : metadata.colourModel == ColourModel::Grey ? "Grey"
+                                                                        : "None");
+        std::string opacity;
+        for (auto const& channel : metadata.channels) {
+            opacity += ".UA"[static_cast<int>(channel.alpha)];
+        }
+        EXPECT_EQ(row.meaning,
+                  metadata.getAlpha() == AlphaKind::None ? meaning : meaning + opacity);
         std::string names;
         for (int c = 0; c < row.page.samples; ++c) names += image.getChannelName(c) + ",";
         EXPECT_EQ(names, row.names);
         EXPECT_EQ(errorOf([&] { image.getChannelName(row.page.samples); }),
                   "Invalid channel index. Cannot determine its name.");
     }
+}
+
+/// Adds 1 to what is read.
+struct RaisedTiff : TiffImage {
+    using TiffImage::TiffImage;
+    void openTileRegionToPosition(double* dst, long long level, Vector const& tilePosition,
+                                  Box const& tileRegion, Vector const& dstExtent,
+                                  Vector const& dstPosition) override {
+        TiffImage::openTileRegionToPosition(dst, level, tilePosition, tileRegion, dstExtent,
+                                            dstPosition);
+        std::for_each_n(dst, getNumChannels() * dstExtent.prod(), [](double& v) { ++v; });
+    }
+};
+
+TEST_F(TiffImageTest, GivesItsSamplesThroughWhatADerivedClassOverrides) {
+    makeTiff(path, pagesOf("61x45 u8*3 rgb"));
+    RaisedTiff image(path);
+    SubImageFilter box(&image, Box({3, 2, 0}, {30, 20, 0}), 0, false);
+    std::vector<unsigned char> bytes(3);
+    readSamples(box, bytes.data(), SampleType::U8, 0, Box(Vector(), Vector()), {});
+    EXPECT_EQ(Values(bytes.begin(), bytes.end()), read(box, 0, Box(Vector(), Vector())));
+    TiffImage plain(path);
+    EXPECT_EQ(bytes[0], read(plain, 0, Box({3, 2, 0}, {3, 2, 0}))[0] + 1);
+    EXPECT_NE(findSampleSource(plain), nullptr);
 }
 
 TEST_F(TiffImageTest, CopiesAPartOfATileAndTouchesNothingElse) {

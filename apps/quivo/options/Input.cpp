@@ -23,8 +23,7 @@ void checkIndex(std::string const& input, std::string const& what, long long ind
 
 }  // namespace
 
-Input::Input(std::string const& name)
-    : name_(name), image_(openImage(name)), plan_(*image_) {}
+Input::Input(std::string const& name) : name_(name), image_(openImage(name)), plan_(*image_) {}
 
 SampleType Input::getSampleType() const {
     auto const* const samples = findSampleSource(*image_);
