@@ -29,11 +29,16 @@ public:
     /// budget. An empty one holds nothing. One thread at a time.
     class QUIVO_API Reservation {
     public:
+        /// Empty.
         Reservation() noexcept;
+        /// Takes over what `other` holds, which is empty then.
         Reservation(Reservation&& other) noexcept;
+        /// The same; what was held before goes back.
         Reservation& operator=(Reservation&& other) noexcept;
+        /// Gives the bytes back.
         ~Reservation();
 
+        /// How many bytes it holds.
         [[nodiscard]] std::size_t getBytes() const noexcept { return bytes_; }
 
     private:
@@ -44,6 +49,7 @@ public:
         std::size_t bytes_ = 0;
     };
 
+    /// Nothing is used yet.
     explicit MemoryBudget(std::size_t limitBytes);
     MemoryBudget(MemoryBudget const&) = delete;
     MemoryBudget& operator=(MemoryBudget const&) = delete;
@@ -51,6 +57,7 @@ public:
 
     /// What is kept beyond a lower limit is evicted before this returns. Reservations stay.
     void setLimit(std::size_t bytes);
+    /// The limit as it was set last.
     [[nodiscard]] std::size_t getLimit() const noexcept;
 
     /// The bytes kept, being decoded and reserved.
