@@ -2,6 +2,7 @@
 
 #include "support/Probe.h"
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -33,41 +34,20 @@ double storedAs(SampleType type, double value) {
 }
 
 double toDouble(SampleType type, std::byte const* at) {
-    auto const as = [at](auto sample) {
-        std::memcpy(&sample, at, sizeof sample);
-        return static_cast<double>(sample);
-    };
-    switch (type) {
-        case U8:
-            return as(std::uint8_t{});
-        case I8:
-            return as(std::int8_t{});
-        case U16:
-            return as(std::uint16_t{});
-        case I16:
-            return as(std::int16_t{});
-        case U32:
-            return as(std::uint32_t{});
-        case I32:
-            return as(std::int32_t{});
-        case U64:
-            return as(std::uint64_t{});
-        case I64:
-            return as(std::int64_t{});
-        case F32:
-            return as(float{});
-        case F64:
-            return as(double{});
-        case F16:
-            break;
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, at, static_cast<std::size_t>(getSampleBytes(type)));
+    if (type == F64) return std::bit_cast<double>(bits);
+    if (type == F32) return double{std::bit_cast<float>(static_cast<std::uint32_t>(bits))};
+    if (type == F16) {
+        auto const fraction = static_cast<double>(bits & 0x3ff);
+        auto const exponent = static_cast<int>(bits >> 10 & 31);
+        double const value =
+            std::ldexp(fraction + (exponent > 0 ? 1024 : 0), std::max(exponent, 1) - 25);
+        return bits >> 15 != 0 ? -value : value;
     }
-    std::uint16_t bits = 0;
-    std::memcpy(&bits, at, 2);
-    double const fraction = bits & 0x3ff;
-    int const exponent = bits >> 10 & 31;
-    double const value =
-        exponent == 0 ? std::ldexp(fraction, -24) : std::ldexp(fraction + 1024, exponent - 25);
-    return (bits & 0x8000) != 0 ? -value : value;
+    int const spare = toString(type)[0] == 'i' ? 64 - 8 * getSampleBytes(type) : 0;
+    auto const number = static_cast<std::int64_t>(bits << spare) >> spare;
+    return spare > 0 || type == I64 ? static_cast<double>(number) : static_cast<double>(bits);
 }
 
 Values readAs(Image& image, SampleType type, long long level, Box const& region,
