@@ -264,12 +264,32 @@ void PageDecoder::decodeConverted(PageInfo const& page, TiffHandle& tiff, BlockK
     }
 }
 
+PageDecoder::RowTurn::RowTurn(PageDecoder& decoder, CancellationChecker* checker)
+    : decoder_(decoder) {
+    std::unique_lock lock(decoder_.turnMutex_);
+    while (decoder_.isTurnTaken_) {
+        decoder_.turnEnded_.wait_for(lock, patience);
+        if (!decoder_.isTurnTaken_) break;
+        lock.unlock();
+        checkCancelled(checker);
+        lock.lock();
+    }
+    decoder_.isTurnTaken_ = true;
+}
+
+PageDecoder::RowTurn::~RowTurn() {
+    {
+        std::lock_guard const lock(decoder_.turnMutex_);
+        decoder_.isTurnTaken_ = false;
+    }
+    decoder_.turnEnded_.notify_one();
+}
+
 void PageDecoder::decodeRows(PageInfo const& page, BlockKey const& key, Block& block,
                              CancellationChecker* checker) {
     // Such strips can only be decoded from their first row on, so one thread at a time goes on
     // where the last one stopped.
-    std::unique_lock lock(rowsMutex_, std::defer_lock);
-    while (!lock.try_lock_for(patience)) checkCancelled(checker);
+    RowTurn const turn(*this, checker);
     try {
         readRows(page, key.plane, key.y * page.blockHeight, block, checker);
     } catch (...) {

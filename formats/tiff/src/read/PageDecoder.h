@@ -6,6 +6,7 @@
 
 #include <quivo/util/Cancellation.h>
 
+#include <condition_variable>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -58,10 +59,27 @@ private:
     void readRows(PageInfo const& page, long long plane, long long firstRow, Block& block,
                   CancellationChecker* checker);
 
+    /// The turn at the row readers, for one scope. Who waits for it asks to be cancelled.
+    class RowTurn {
+    public:
+        RowTurn(PageDecoder& decoder, CancellationChecker* checker);
+        RowTurn(RowTurn const&) = delete;
+        RowTurn& operator=(RowTurn const&) = delete;
+        ~RowTurn();
+
+    private:
+        PageDecoder& decoder_;
+    };
+
     std::shared_ptr<File const> file_;
+    /// Guards the idle handles; a leaf, held for a few instructions.
     std::mutex handlesMutex_;
     std::vector<OpenPage> idleHandles_;
-    std::timed_mutex rowsMutex_;
+    /// Guards whose turn it is; a leaf, held for a few instructions. The turn itself lasts for a
+    /// read and guards the row readers; blocks of `BlockCache` are decoded in it, no lock is held.
+    std::mutex turnMutex_;
+    std::condition_variable turnEnded_;
+    bool isTurnTaken_ = false;
     std::map<std::pair<std::uint64_t, long long>, RowReader> rowReaders_;  // by directory, plane
 };
 
