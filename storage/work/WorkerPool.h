@@ -27,6 +27,7 @@ private:
     void work();
     void stop() noexcept;
 
+    /// Guards the jobs and whether the pool stops; a leaf: jobs run without it.
     std::mutex mutex_;
     std::condition_variable hasJob_;
     std::deque<std::packaged_task<void()>> jobs_;
