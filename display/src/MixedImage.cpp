@@ -3,18 +3,16 @@
 #include "Pieces.h"
 
 #include <quivo/core/Levels.h>
+#include <quivo/image/ChannelNames.h>
 #include <quivo/samples/ReadSamples.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <utility>
 
 namespace Quivo {
 
 namespace {
-
-constexpr std::array lights{"Red", "Green", "Blue"};
 
 /// How much of its colour a value is: 0 ... 1.
 double getLight(double value, double min, double width) noexcept {
@@ -66,9 +64,8 @@ long long MixedImage::getNumChannels() const { return 3; }
 ValueRange<double> MixedImage::getValueRange() const { return {0.0, 255.0}; }
 
 std::string MixedImage::getChannelName(long long index) {
-    check(index >= 0 && index < std::ssize(lights),
-          "Invalid channel index. Cannot determine its name.");
-    return lights[static_cast<std::size_t>(index)];
+    check(index >= 0 && index < 3, "Invalid channel index. Cannot determine its name.");
+    return getUsualChannelName(index, 3);
 }
 
 Metadata MixedImage::getMetadata() {
@@ -77,7 +74,9 @@ Metadata MixedImage::getMetadata() {
     metadata.colourProfile.clear();
     metadata.noData.reset();
     metadata.channels.clear();
-    for (char const* name : lights) metadata.channels.emplace_back().name = name;
+    for (long long c = 0; c < 3; ++c) {
+        metadata.channels.emplace_back().name = getUsualChannelName(c, 3);
+    }
     return metadata;
 }
 

@@ -8,11 +8,11 @@ namespace Quivo {
 Facets::~Facets() = default;
 
 SampleSource* Facets::getSampleSource(Image const& image) const noexcept {
-    return readClass_.isClassOf(image) ? samples_ : nullptr;
+    return samplesClass_.isClassOf(image) ? samples_ : nullptr;
 }
 
 PixelsInMemory* Facets::getPixelsInMemory(Image const& image) const noexcept {
-    return readClass_.isClassOf(image) ? pixels_ : nullptr;
+    return pixelsClass_.isClassOf(image) ? pixels_ : nullptr;
 }
 
 PixelsInMemory::~PixelsInMemory() = default;

@@ -58,7 +58,11 @@ Metadata getMetadata(Image& image) {
     if (auto const* const facets = source ? nullptr : dynamic_cast<Facets const*>(&image)) {
         source = facets->getMetadataSource();
     }
-    return source ? source->getMetadata() : describe(image);
+    if (!source) return describe(image);
+    Metadata result = source->getMetadata();
+    // Whoever picks channels relies on their number, which a class of one's own may not keep.
+    result.channels.resize(static_cast<std::size_t>(std::max(image.getNumChannels(), 0LL)));
+    return result;
 }
 
 Metadata handOnMetadata(Image& image, Image& source) {
@@ -66,13 +70,14 @@ Metadata handOnMetadata(Image& image, Image& source) {
     Metadata const own = describe(image);
     bool const isSameSize = image.getVoxelSize(0) == source.getVoxelSize(0);
     if (!isSameSize) result.pixelSize = own.pixelSize;
+    bool const isSameRange = image.getValueRange() == source.getValueRange();
+    if (!isSameRange) result.noData.reset();
     if (own.channels.size() != result.channels.size()) {
         result.colourModel = own.colourModel;
+        result.colourProfile.clear();
         result.channels = own.channels;
         return result;
     }
-    bool const isSameRange = image.getValueRange() == source.getValueRange();
-    if (!isSameRange) result.noData.reset();
     for (std::size_t c = 0; c < own.channels.size(); ++c) {
         auto& channel = result.channels[c];
         // The source may know a better name than it answers.

@@ -53,6 +53,19 @@ struct MemoryBudget::State {
         }
     }
 
+    /// Counts `bytes` as used, having evicted until they fit or nothing is left to evict. The
+    /// mutex is held.
+    void chargeEvicting(std::size_t bytes) {
+        do {
+            std::size_t const most = limit;
+            shrinkTo(most > bytes ? most - bytes : 0, 0);
+            if (tryCharge(bytes, most)) return;
+            // Somebody else was faster, or what is left is in nobody's power.
+        } while (numEvictable > 0 && evictOldest());
+        raisePeak(use += bytes);
+    }
+
+    // Guards `clients`, `reserved` and changes of the limit, and lets one thread evict at a time.
     // Lock order: this mutex, then those of the caches' shards. No two budgets are locked at once.
     std::mutex mutex;
     std::vector<Client*> clients;
@@ -113,9 +126,8 @@ MemoryBudget::Reservation MemoryBudget::reserve(std::size_t bytes) {
                                  " bytes has no room for " + std::to_string(bytes) + ": " +
                                  std::to_string(state_->reserved) + " are reserved");
     }
-    state_->shrinkTo(limit - bytes, 0);
+    state_->chargeEvicting(bytes);  // again where another thread charged in between
     state_->reserved += bytes;
-    state_->raisePeak(state_->use += bytes);
     return {state_, bytes};
 }
 
@@ -132,13 +144,7 @@ void MemoryBudget::remove(Client& client) noexcept {
 void MemoryBudget::charge(std::size_t bytes) {
     if (state_->tryCharge(bytes, state_->limit)) return;
     std::lock_guard const lock(state_->mutex);
-    do {
-        std::size_t const limit = state_->limit;
-        state_->shrinkTo(limit > bytes ? limit - bytes : 0, 0);
-        if (state_->tryCharge(bytes, limit)) return;
-        // Somebody else was faster, or what is left is in nobody's power.
-    } while (state_->numEvictable > 0 && state_->evictOldest());
-    state_->raisePeak(state_->use += bytes);
+    state_->chargeEvicting(bytes);
 }
 
 void MemoryBudget::discharge(std::size_t bytes) noexcept { state_->use -= bytes; }

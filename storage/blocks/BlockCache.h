@@ -109,8 +109,9 @@ private:
     };
     /// The blocks of a part of all keys.
     struct alignas(64) Shard {
-        // Lock order: a budget's mutex, then this one. Held while a block is looked up or entered,
-        // never while one is decoded, evicted blocks are freed, or a budget is charged.
+        // Guards all of the shard, and its flights. Lock order: a budget's mutex, then this one.
+        // Held while a block is looked up or entered, never while one is decoded, evicted blocks
+        // are freed, or a budget is charged.
         std::mutex mutex;
         Entries byAge;  ///< used last at the front
         std::unordered_map<BlockKey, Entries::iterator, Hash> byKey;

@@ -2,38 +2,21 @@
 #include <quivo/chains/ReadPlan.h>
 #include <quivo/image/StoredLayout.h>
 
-#include <gtest/gtest.h>
-
+#include "support/Files.h"
 #include "support/Probe.h"
-#include "support/Voxels.h"
-
-#include <filesystem>
-#include <fstream>
-#include <string>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace Quivo::Testing {
 
 namespace {
 
-namespace fs = std::filesystem;
-
-class Formats : public ::testing::Test {
+class Formats : public TempFolder {
 protected:
-    Formats() { fs::create_directories(folder_); }
-    ~Formats() override { fs::remove_all(folder_); }
-
     std::string write(std::string const& name, std::string const& content) const {
-        std::string const path = getPath(name);
-        std::ofstream(path, std::ios::binary) << content;
-        return path;
+        return spill(getPath(name), content), getPath(name);
     }
-    std::string getPath(std::string const& name) const { return (folder_ / name).string(); }
-
-private:
-    fs::path folder_ = fs::path(::testing::TempDir()) / ("formats" + std::to_string(getpid()));
+    std::string getPath(std::string const& name) const { return folder + "/" + name; }
 };
 
 TEST_F(Formats, AreKnownByPrefixThenContentThenSuffix) {

@@ -2,22 +2,14 @@
 
 #include <quivo/filters/Filter.h>
 #include <quivo/image/BufferImage.h>
-#include <quivo/tiles/CachedImage.h>
+#include <quivo/util/Lock.h>
 
 #include "support/Probe.h"
+#include "support/Threads.h"
 
 #include <latch>
-#include <thread>
 
 namespace Quivo::Testing {
-
-/// Runs `work(0)` ... `work(3)` at once.
-template <typename Work>
-void onFourThreads(Work work) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) threads.emplace_back(work, i);
-    for (auto& thread : threads) thread.join();
-}
 
 TEST(Threads, ShareViewsAndReadWhatOneReadsAlone) {
     Values const noise = pixelByPixel(2, Box(Vector(20, 15, 2)), noiseAt);
@@ -38,20 +30,6 @@ TEST(Threads, ShareViewsAndReadWhatOneReadsAlone) {
         });
         EXPECT_EQ(views, std::vector(4, views[0])) << "one view for all of them";
     }
-}
-
-TEST(Threads, ShareACacheOverASourceThatServesOneAtATime) {
-    ProbeImage source;  // writes down its reads without any protection
-    CachedImage cache(&source, 0, false);
-    onFourThreads([&](int thread) {
-        RandomBoxes boxes(Box(Vector(13, 9, 2)));
-        for (int i = 0; i < 90; ++i) {
-            if (i % 5 == thread) ++source.hash;
-            Box const region = boxes.next().intersected(Box(source.getExtent(i % 3)));
-            auto const expected = [&](auto... at) { return source.valueAt(i % 3, at...); };
-            EXPECT_EQ(read(cache, i % 3, region), pixelByPixel(2, region, expected));
-        }
-    });
 }
 
 TEST(Threads, HoldALockTogetherOrAlone) {

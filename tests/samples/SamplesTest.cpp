@@ -259,6 +259,28 @@ TEST(ReadSamples, NeverGoesAroundAnOverride) {
     }
 }
 
+/// Offers samples of its own over pixels that its reads change.
+struct Doubled : Raised<BufferImage<double>>, SampleSource {
+    explicit Doubled(double const* data)
+        : Raised(data, Vector(2, 2, 1), 1, ValueRange<double>(), Vector()) {
+        offerSamples<Doubled>(this);
+    }
+    std::optional<SampleType> getStoredType() const override { return F64; }
+    void openSamples(void* dst, long long level, Box const& region,
+                     std::span<long long const>) override {
+        openRegion(static_cast<double*>(dst), level, region);
+    }
+};
+
+TEST(ReadSamples, OfferedByADerivedClassLeaveThePixelsBelowUnoffered) {
+    double const pixels[] = {1, 2, 3, 4};
+    Doubled image(pixels);
+    EXPECT_NE(findSampleSource(image), nullptr);
+    EXPECT_EQ(findPixelsInMemory(image), nullptr);
+    ArbitraryDownsampleFilter half(&image, 0.5, false);
+    EXPECT_EQ(read(half, 0, Box(Vector(1, 1, 1))), Values{3.5});
+}
+
 // ---- what the numbers mean ----------------------------------------------------------------------
 
 /// Knows everything of its numbers.
@@ -329,6 +351,28 @@ TEST(Metadata, TravelsThroughChains) {
     EXPECT_EQ(getMetadata(opaque).colourModel, ColourModel::Rgb) << "opacity is no colour";
     EXPECT_EQ(getMetadata(opaque).getAlpha(), AlphaKind::None);
     EXPECT_EQ(getMetadata(identity).getAlpha(), AlphaKind::Associated);
+
+    image.known.channels.resize(1);
+    EXPECT_EQ(getMetadata(stain).channels.size(), 2U) << "a source of too few channels";
+}
+
+/// Two channels of other values.
+struct Ratio : Filter {
+    using Filter::Filter;
+    long long getNumChannels() const override { return 2; }
+    std::string getChannelName(long long) override { return "ratio"; }
+    ValueRange<double> getValueRange() const override { return {0, 1}; }
+};
+
+TEST(Metadata, OfOtherChannelsAndValuesIsNotThatOfTheSource) {
+    Known image;
+    Ratio ratio(&image, false);
+    Metadata expected = image.known;
+    expected.colourModel = ColourModel::None;
+    expected.colourProfile.clear();
+    expected.noData.reset();
+    expected.channels.assign(2, {"ratio", AlphaKind::None, {}, {}});
+    EXPECT_EQ(getMetadata(ratio), expected);
 }
 
 TEST(Metadata, IsMadeOfTheImagesOwnAnswersWhereThereIsNoSource) {

@@ -4,10 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <latch>
+#include "support/Threads.h"
+
 #include <random>
-#include <thread>
-#include <vector>
 
 namespace Quivo::Testing {
 
@@ -21,14 +20,6 @@ namespace {
 struct Stop {
     int thread;
 };
-
-/// Runs `work(0)` ... `work(3)` at once.
-template <typename Work>
-void onFourThreads(Work work) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) threads.emplace_back(work, i);
-    for (auto& thread : threads) thread.join();
-}
 
 std::shared_ptr<Block const> makeBlock(BlockCache::Room& room, std::size_t size, int value) {
     room.take(size);
@@ -97,41 +88,6 @@ TEST(BlockCacheThreads, KeepTheRulesWhileDecodersFailAndWaitersGiveUpAtRandom) {
         }
         EXPECT_EQ(budget->getUse(), 0U);
     }
-}
-
-TEST(BlockCacheThreads, PassADecodeOnWithoutItsFailure) {
-    BlockCache cache(nullptr);
-    cache.setLimit(1000);
-    std::latch isDecoding(1), isWaiting(1), hasGivenUp(1);
-    std::vector<std::thread> threads;
-    threads.emplace_back([&] {  // fails when one waits and one has stopped waiting
-        auto const decode = [&](BlockCache::Room&) -> std::shared_ptr<Block const> {
-            isDecoding.count_down();
-            hasGivenUp.wait();
-            isWaiting.wait();
-            throw Stop{0};
-        };
-        EXPECT_THROW(cache.getOrDecode(keyOf(1), decode, [] {}), Stop);
-    });
-    isDecoding.wait();
-    auto const mustNot = [](BlockCache::Room& room) {
-        ADD_FAILURE() << "decoded beside another thread";
-        return makeBlock(room, 1, 0);
-    };
-    threads.emplace_back([&] {
-        EXPECT_THROW(cache.getOrDecode(keyOf(1), mustNot, [] { throw Stop{1}; }), Stop);
-        hasGivenUp.count_down();
-    });
-    threads.emplace_back([&] {
-        bool isFirst = true;
-        auto const check = [&] {
-            if (std::exchange(isFirst, false)) isWaiting.count_down();
-        };
-        auto const decode = [](BlockCache::Room& room) { return makeBlock(room, 7, 3); };
-        EXPECT_EQ(cache.getOrDecode(keyOf(1), decode, check)->samples.size(), 7U);
-    });
-    for (auto& thread : threads) thread.join();
-    EXPECT_EQ(cache.getOrDecode(keyOf(1), mustNot, [] {})->samples.size(), 7U);
 }
 
 TEST(BlockCache, KeepsAsMuchAsRequestsOfTheseTimesNeed) {

@@ -8,47 +8,22 @@
 #include <quivo/samples/SampleType.h>
 #include <quivo/writer/Progress.h>
 
+#include "support/Files.h"
 #include "support/Voxels.h"
 
 #include <tiffio.h>
 
 #include <atomic>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <optional>
-#include <set>
 #include <sstream>
 
 namespace Quivo::Testing {
 
 using enum SampleType;
-
-/// Every test has a folder of its own, which goes with all that it holds.
-class TempFolder : public ::testing::Test {
-protected:
-    TempFolder() : folder((std::filesystem::temp_directory_path() / "quivo-XXXXXX").string()) {
-        check(::mkdtemp(folder.data()) != nullptr, "no temporary folder");
-        path = folder + "/image.tif";
-    }
-    ~TempFolder() override { std::filesystem::remove_all(folder); }
-
-    std::string folder;
-    std::string path;
-};
-
-inline std::string slurp(std::string const& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-inline void spill(std::string const& path, std::string const& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
 
 /// Overwrites tags of the first directory of a classic file, checked by nobody.
 inline void patchTags(std::string const& path, std::vector<std::pair<int, unsigned>> const& tags) {

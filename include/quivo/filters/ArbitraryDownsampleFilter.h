@@ -30,9 +30,9 @@ public:
     Vector getTileExtent() const override;
     /// Reads the source region under `region`, at once, into a scratch block of its size and
     /// shrinks it: memory for about `region.getSize()` / scaleFactor^2 doubles per channel. A large
-    /// region is better read in pieces. Pixels of a source that shows them
-    /// in memory (`PixelsInMemory`, such as `BufferImage<double>`) are taken where they lie.
-    /// error: std::bad_alloc.
+    /// region is better read in pieces. Pixels of a source that shows them in memory
+    /// (`PixelsInMemory`, such as `BufferImage<double>`) are taken where they lie.
+    /// error: std::bad_alloc, and what the source and the checkers of scopes throw.
     void openRegion(double* dst, long long level, Box const& region) override;
 
 private:

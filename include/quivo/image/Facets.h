@@ -62,24 +62,25 @@ public:
 protected:
     Facets() noexcept = default;
 
-    /// Offers a part of the object for images of class `Self`. The last one called counts: a
-    /// derived class whose reads are those of its base says so again for itself.
+    /// Offers a part of the object for images of class `Self`. The last one called counts, for
+    /// samples and for pixels by itself: a derived class whose reads are those of its base says so
+    /// again for itself.
     ///@{
     template <typename Self>
     void offerSamples(SampleSource* samples) noexcept {
         samples_ = samples;
-        readClass_ = detail::OwnClass::of<Self>();
+        samplesClass_ = detail::OwnClass::of<Self>();
     }
     template <typename Self>
     void offerPixels(PixelsInMemory* pixels) noexcept {
         pixels_ = pixels;
-        readClass_ = detail::OwnClass::of<Self>();
+        pixelsClass_ = detail::OwnClass::of<Self>();
     }
     void offerMetadata(MetadataSource* metadata) noexcept { metadata_ = metadata; }
     /// What is offered already, for images of class `Self` too.
     template <typename Self>
     void offerAgain() noexcept {
-        readClass_ = detail::OwnClass::of<Self>();
+        samplesClass_ = pixelsClass_ = detail::OwnClass::of<Self>();
     }
     ///@}
 
@@ -87,7 +88,8 @@ private:
     SampleSource* samples_ = nullptr;
     PixelsInMemory* pixels_ = nullptr;
     MetadataSource* metadata_ = nullptr;
-    detail::OwnClass readClass_ = detail::OwnClass::of<Facets>();
+    detail::OwnClass samplesClass_ = detail::OwnClass::of<Facets>();
+    detail::OwnClass pixelsClass_ = detail::OwnClass::of<Facets>();
 };
 
 }  // namespace Quivo

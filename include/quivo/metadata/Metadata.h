@@ -109,7 +109,9 @@ public:
     [[nodiscard]] virtual Metadata getMetadata() = 0;
 };
 
-/// What the numbers of any image mean. One that is no `MetadataSource` says by its own answers:
+/// What the numbers of any image mean, with one entry for each of its channels, whatever its
+/// `MetadataSource` has: an empty one where there is none, none too many. One that is no source
+/// says by its own answers:
 /// names, whole nanometres, and the colour model where the names are those of colours ("Gray";
 /// "Red", "Green", "Blue", and "Alpha" behind them).
 /// error: std::bad_alloc, and what the image throws.
@@ -117,8 +119,8 @@ public:
 
 /// The metadata of an image that is made of `source` and nothing else, for filters of one's own:
 /// that of the source, but for what the image answers otherwise: names, number of channels (then
-/// nothing of the source's channels counts), voxel size, and value range (then no display window
-/// and no no-data value counts).
+/// nothing of the source's channels and of their colours counts), voxel size, and value range (then
+/// no display window and no no-data value counts).
 /// error: as above.
 [[nodiscard]] QUIVO_API Metadata handOnMetadata(Image& image, Image& source);
 

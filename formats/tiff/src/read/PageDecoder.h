@@ -30,8 +30,9 @@ public:
     /// The block under `key`, in the page's grid of `blockWidth` x `blockHeight` blocks, cut to the
     /// page: one plane of it, or all channels, see `PageInfo::isDecodedByPlane`. Its memory is
     /// taken from `room`. A block that takes long asks `checker`, which may be null, and the
-    /// thread's scopes. error: std::runtime_error "PATH: reason" when it is damaged; later reads
-    /// are not affected.
+    /// thread's scopes.
+    /// error: std::runtime_error "PATH: reason" when it is damaged; later reads are not affected.
+    /// error: std::bad_alloc, and what the checkers throw.
     std::shared_ptr<Block const> decode(PageInfo const& page, BlockKey const& key,
                                         BlockCache::Room& room, CancellationChecker* checker);
 

@@ -2,7 +2,7 @@
 # The tests under valgrind: what is read before it is written, what is used after it is gone, what is
 # never given back. Takes some minutes.
 #
-#   tests/checks/valgrind.sh
+#   scripts/checks/valgrind.sh
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 

@@ -2,7 +2,7 @@
 # Which lines and branches of the product the tests run, folder by folder, and in
 # build/coverage/report/index.html line by line.
 #
-#   tests/checks/coverage.sh
+#   scripts/checks/coverage.sh
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
