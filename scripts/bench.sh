@@ -36,7 +36,7 @@ run() {
 
 if [[ -z $revision ]]; then
     run $out/benchmarks/quivo_benchmarks $out/results.json
-    python3 scripts/bench_table.py $out/results.json
+    python3 benchmarks/bench_table.py $out/results.json
     exit
 fi
 
@@ -60,5 +60,5 @@ for pass in 1 2 3; do
     run "$other/build/benchmarks/quivo_benchmarks" "$out/other-$pass.json"
     results+=("$out/this-$pass.json" "$out/other-$pass.json")
 done
-python3 scripts/bench_table.py --compare "${results[@]}"
+python3 benchmarks/bench_table.py --compare "${results[@]}"
 git worktree remove --force "$PWD/$other/source"

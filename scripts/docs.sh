@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh docs
 rm -rf build/docs
 mkdir -p build/docs/html
-scripts/check_docs.py
+docs/check_docs.py
 doxygen docs/Doxyfile
 # The guides link their programs.
 cp -r examples build/docs/examples

@@ -9,11 +9,11 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh checks
 cmake --preset tidy >/dev/null
 sources=("$@")
-[[ $# -gt 0 ]] || mapfile -t sources < <(git ls-files 'src/*.cpp' 'formats/*.cpp' 'apps/*.cpp')
+[[ $# -gt 0 ]] || mapfile -t sources < <(git ls-files 'src/*.cpp' 'storage/*.cpp' 'formats/*.cpp' 'apps/*.cpp')
 
 # Parameters by value are moved, or are those of a signature that users derive from.
 cppcheck --enable=warning,performance,portability --std=c++20 --language=c++ --inline-suppr --quiet \
-    -j2 --error-exitcode=1 --suppress=passedByValue --suppress=missingIncludeSystem -Iinclude -Isrc \
+    -j2 --error-exitcode=1 --suppress=passedByValue --suppress=missingIncludeSystem -I. -Iinclude -Isrc \
     -Iformats/tiff/include -Iformats/tiff/src -Iapps/quivo "${sources[@]}"
 # It counts on stderr the warnings that it does not show.
 log=build/tidy/clang-tidy.log

@@ -7,7 +7,7 @@
 
 #include "core/Arithmetic.h"
 #include "core/Storage.h"
-#include "kernels/AreaMean.h"
+#include "filters/AreaMean.h"
 
 #include <algorithm>
 #include <optional>

@@ -3,8 +3,8 @@
 #include <quivo/core/Levels.h>
 
 #include "core/Arithmetic.h"
-#include "kernels/AreaMean.h"
-#include "kernels/Mean.h"
+#include "filters/AreaMean.h"
+#include "filters/BlockMean.h"
 
 #include <cmath>
 

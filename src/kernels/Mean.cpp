@@ -63,11 +63,6 @@ QUIVO_KERNEL_BODY averageBlocksOf(double const* rows, long long stride, double* 
     }
 }
 
-template <long long value>
-struct Constant {
-    constexpr operator long long() const noexcept { return value; }
-};
-
 QUIVO_KERNEL_BODY averageBlocksBody(double const* rows, long long stride, double* dst,
                                     long long count, long long edge) {
     if (edge == 2) return averageBlocksOf(rows, stride, dst, count, Constant<2>{});
@@ -91,31 +86,3 @@ QUIVO_DEFINE_VARIANTS(averageBlocks,
                       (rows, stride, dst, count, edge))
 
 }  // namespace Quivo::detail
-
-namespace Quivo {
-
-template <typename T, typename U>
-void downsampleBufferFullLevel(T* src, U* dst, Vector srcExtent, long long numChannels,
-                               long long numHalvings) noexcept {
-    if (srcExtent.x < 1 || srcExtent.y < 1 || srcExtent.z < 1) return;
-    if (numChannels < 1 || numHalvings > 62) return;
-    long long const edge = 1LL << numHalvings;
-    Vector const dstExtent = srcExtent / Vector(edge, edge, 1);
-    if (numHalvings == 0) {
-        if (dst != src) std::copy_n(src, numChannels * srcExtent.prod(), dst);
-        return;
-    }
-    // Destinations are written in ascending order, none past the first source value that a later
-    // block reads: that is what makes src == dst work.
-    for (long long plane = 0; plane < numChannels * srcExtent.z; ++plane) {
-        for (long long y = 0; y < dstExtent.y; ++y) {
-            detail::averageBlocks(src + (plane * srcExtent.y + y * edge) * srcExtent.x, srcExtent.x,
-                                  dst + (plane * dstExtent.y + y) * dstExtent.x, dstExtent.x, edge);
-        }
-    }
-}
-
-template void downsampleBufferFullLevel<double, double>(double*, double*, Vector, long long,
-                                                        long long) noexcept;
-
-}  // namespace Quivo

@@ -58,7 +58,7 @@ void readConverted(Out* dst, Box const& region, long long numPlanes,
         for (long long i = 0; i < std::ssize(planes); ++i) {
             In const* const from = in + planes[static_cast<std::size_t>(i)] * count;
             Out* const to = dst + ((i * extent.z + place.z) * extent.y + place.y) * extent.x;
-            detail::convertSamples(from, to, count);
+            detail::convertRow(from, to, count);
         }
     };
     auto const rows = static_cast<double>(extent.y) * static_cast<double>(extent.z);

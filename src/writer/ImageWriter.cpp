@@ -5,7 +5,7 @@
 
 #include "core/Arithmetic.h"
 #include "core/Storage.h"
-#include "kernels/Mean.h"
+#include "filters/BlockMean.h"
 
 #include <cxxabi.h>
 

@@ -173,7 +173,7 @@ void PyramidSession::interleave(In const* values, Vector const& extent, long lon
             for (long long c = 0; c < numChannels; ++c) {
                 In const* const in = values + (c * extent.y + y) * extent.x;
                 T* const row = rows.data() + c * extent.x;
-                for (long long x = 0; x < extent.x; ++x) row[x] = toSample<T>(in[x]);
+                convertRow(in, row, extent.x);
             }
             interleaveRows(rows.data(), extent.x, out, extent.x, numChannels);
         }

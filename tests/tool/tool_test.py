@@ -1,7 +1,7 @@
 """Runs the tool in an empty folder and checks what it prints, writes and leaves behind.
 
 Usage: tool_test.py PATH_OF_QUIVO"""
-import array, json, os, pty, signal, struct, subprocess, sys, tempfile, time, unittest, zlib
+import array, json, os, pty, re, signal, struct, subprocess, sys, tempfile, time, unittest, zlib
 from pathlib import Path
 
 QUIVO = os.path.abspath(sys.argv.pop(1))
@@ -56,8 +56,10 @@ def read(image, level=0, box=None, *more):
     """The values of a region and its extent: channels, height, width."""
     result = call("read", image, "--level", str(level), *(["--box", box] if box else []),
                   *more)
-    shape = eval(result.stderr.decode().split("=")[1])
-    return list(array.array("d", result.stdout)), (shape[0], shape[2], shape[3])
+    line = re.fullmatch(r"float64, shape \(channels, z, y, x\) = \((\d+), 1, (\d+), (\d+)\)\n",
+                        result.stderr.decode())
+    channels, height, width = map(int, line.groups())
+    return list(array.array("d", result.stdout)), (channels, height, width)
 
 def decode_png(path):
     """Width, height, channels and the interleaved samples of a PNG without palette."""

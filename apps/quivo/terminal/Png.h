@@ -18,8 +18,8 @@ inline constexpr long long maxPngSide = 0x7fffffff;
 class PngWriter {
 public:
     /// `width` and `height` are in 1 ... maxPngSide; `numChannels` is 1 (grey), 3 (RGB) or 4
-    /// (RGBA). `file` gets the bytes and outlives the writer. error: std::runtime_error, and so for
-    /// every call.
+    /// (RGBA). `file` gets the bytes and outlives the writer.
+    /// error: std::runtime_error, as of every call.
     PngWriter(OutputFile& file, long long width, long long height, int numChannels);
     PngWriter(PngWriter const&) = delete;
     PngWriter& operator=(PngWriter const&) = delete;

@@ -66,7 +66,7 @@ void copyRows(Rows<T> const& rows, Out* dst, long long dstStride) {
         detail::copyRows(rows.samples, rows.stride, dst, dstStride, rows.width, rows.height);
     } else {
         for (long long y = 0; y < rows.height; ++y) {
-            std::copy_n(rows.samples + y * rows.stride, rows.width, dst + y * dstStride);
+            detail::convertRow(rows.samples + y * rows.stride, dst + y * dstStride, rows.width);
         }
     }
 }

@@ -30,8 +30,9 @@ struct TileFormat : TileShape {
     void setTags(TiffHandle& tiff) const;
 };
 
-/// Encodes one tile at a time without touching the file: through a TIFF of that one tile in memory,
-/// so that libtiff does all the coding. Immutable after construction; any thread.
+/// Encodes one tile at a time without touching the file: what is compressed goes through a TIFF of
+/// that one tile in memory, so that libtiff does all the coding. Immutable after construction; any
+/// thread.
 class TileCodec {
 public:
     /// `name` is what messages start with.

@@ -9,7 +9,7 @@
 namespace Quivo {
 
 /// The Mandelbrot set as an RGB image of any size that needs no file: every pixel is computed when
-/// it is read. It is also the smallest complete example of a tile source.
+/// it is read.
 ///
 /// Every level is computed at its own scale, so that a thumbnail of a gigantic image is as cheap as
 /// that of a small one. A pixel depends on nothing but its level and its position: the same region

@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # Eight threads read through a chain over one cache whose source changes, under the thread sanitizer.
 #
-#   scripts/load.sh [SECONDS]     60 without it
+#   tests/checks/load.sh [SECONDS]     60 without it
 set -euo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/../.."
 
 seconds=${1:-60}
 [[ $seconds =~ ^[1-9][0-9]*$ && $# -le 1 ]] || {
-    echo "usage: scripts/load.sh [SECONDS]" >&2
+    echo "usage: tests/checks/load.sh [SECONDS]" >&2
     exit 2
 }
 scripts/setup.sh ci

@@ -1,6 +1,9 @@
 #pragma once
 
-#include "kernels/CpuVariants.h"
+// Means of areas that begin and end anywhere: which source pixels are under a destination pixel,
+// and the walk over planes. The sums themselves are kernels.
+
+#include "kernels/WeightedSum.h"
 
 #include <vector>
 
@@ -19,8 +22,6 @@ namespace Quivo::detail {
 /// whatever they hold.
 class AreaWeights {
 public:
-    static constexpr long long weightsPerStep = 4;
-
     /// Destination pixels `first` ... `last`, at least one, by their absolute position: source
     /// pixel q, `factor` (below 1) destination pixels wide, starts at q * factor. A pixel uses
     /// `firstSourceOf` ... `lastSourceOf` it, so its weights depend on nothing else, not on where
@@ -73,20 +74,6 @@ private:
     std::vector<Pixel> pixels_;
     std::vector<double> weights_;
 };
-
-/// line[i] = weights[0] * row 0 [i] + weights[1] * row 1 [i] ..., added in this order; the rows are
-/// `stride` values apart. Without rows the line becomes 0.
-QUIVO_DECLARE_VARIANTS(combineRows, (double const* rows, long long stride, double const* weights,
-                                     long long numRows, double* line, long long count));
-
-/// out[i] is the sum over t of weights[i * numWeights + t] * line[sources[i] + t]: four partial
-/// sums of every fourth product each, added as (0 + 1) + (2 + 3). A weight of 0.0 adds nothing,
-/// whatever stands at its place; `numWeights` values from `sources[i]` on can be read. What stands
-/// at the same places of the rows `ahead0` and `ahead1` will be wanted next.
-QUIVO_DECLARE_VARIANTS(combineColumns,
-                       (double const* line, long long const* sources, double const* weights,
-                        long long numWeights, double* out, long long count, double const* ahead0,
-                        double const* ahead1));
 
 /// Planes in memory: how far apart their rows are, and they from each other, in values.
 struct PlanesView {

@@ -2,9 +2,9 @@
 # Which lines and branches of the product the tests run, folder by folder, and in
 # build/coverage/report/index.html line by line.
 #
-#   scripts/coverage.sh
+#   tests/checks/coverage.sh
 set -euo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/../.."
 
 scripts/setup.sh checks
 log=$(scripts/build.sh coverage 2>&1) || {
@@ -19,9 +19,9 @@ ctest --preset coverage >build/coverage/tests.log || {
 mkdir -p build/coverage/report
 # Branches to where an exception leaves are the compiler's, not ours.
 gcovr --root . --object-directory build/coverage --filter include/ --filter src/ \
-    --filter formats/ --filter apps/ --exclude-throw-branches --exclude-unreachable-branches \
+    --filter storage/ --filter formats/ --filter apps/ --exclude-throw-branches --exclude-unreachable-branches \
     --json-summary build/coverage/summary.json --html-details build/coverage/report/index.html \
-    build/coverage/CMakeFiles/quivo_objects.dir build/coverage/{formats,apps,tests,fuzz}
+    build/coverage/CMakeFiles/quivo_{objects,kernels}.dir build/coverage/{storage,formats,apps,tests,fuzz}
 python3 - <<'SUMMARY'
 import json, os, collections
 totals = collections.defaultdict(lambda: [0, 0, 0, 0])

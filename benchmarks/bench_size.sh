@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh bench
 scripts/build.sh release >/dev/null
 quivo=$PWD/build/release/bin/quivo
-picture=$PWD/scripts/bench_picture.sh
+picture=$PWD/benchmarks/bench_picture.sh
 mkdir -p build/bench/size
 cd build/bench/size
 

@@ -2,9 +2,9 @@
 # The tests under valgrind: what is read before it is written, what is used after it is gone, what is
 # never given back. Takes some minutes.
 #
-#   scripts/valgrind.sh
+#   tests/checks/valgrind.sh
 set -euo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/../.."
 
 scripts/setup.sh checks
 log=$(scripts/build.sh dev 2>&1) || {

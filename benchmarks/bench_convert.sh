@@ -2,7 +2,7 @@
 # The tool's main job beside libvips: a strip TIFF of 20480 x 8640 RGB pixels, a fractal landscape
 # with noise like a camera's, becomes a tiled pyramid. Runs in turn, five of each, prints medians.
 #
-#   scripts/bench_convert.sh [RUNS]
+#   benchmarks/bench_convert.sh [RUNS]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -10,7 +10,7 @@ runs=${1:-5}
 scripts/setup.sh bench
 scripts/build.sh release >/dev/null
 quivo=$PWD/build/release/bin/quivo
-picture=$PWD/scripts/bench_picture.sh
+picture=$PWD/benchmarks/bench_picture.sh
 mkdir -p build/bench/convert
 cd build/bench/convert
 

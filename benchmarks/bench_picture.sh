@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes FILE.v, an RGB picture of bytes: a fractal landscape with noise like a camera's.
 #
-#   scripts/bench_picture.sh WIDTH HEIGHT FILE.v
+#   benchmarks/bench_picture.sh WIDTH HEIGHT FILE.v
 set -euo pipefail
 
 width=$1 height=$2 file=$3
