@@ -2,21 +2,27 @@
 
 #include <quivo/core/Box.h>
 #include <quivo/core/Strips.h>
+#include <quivo/util/Cancellation.h>
 
 #include <algorithm>
 
 namespace Quivo::detail {
 
 /// Calls `handle(piece)` for parts of `region` that are small enough to hold `numChannels` doubles
-/// per pixel: of one slice and two million values each, row of pieces after row of pieces.
+/// per pixel: of one slice and two million values each, row of pieces after row of pieces. A
+/// `CancellationScope` is asked before each.
 template <typename Handler>
 void forEachPiece(Box const& region, long long numChannels, Handler handle) {
     constexpr long long width = 2048, maxValues = 1 << 21;
     long long const height =
         std::clamp(maxValues / (width * std::max(numChannels, 1LL)), 1LL, 256LL);
     forEachStrip(region, 2, 1, [&](Box const& slice) {
-        forEachStrip(slice, 1, height,
-                     [&](Box const& band) { forEachStrip(band, 0, width, handle); });
+        forEachStrip(slice, 1, height, [&](Box const& band) {
+            forEachStrip(band, 0, width, [&](Box const& piece) {
+                checkCancelled();
+                handle(piece);
+            });
+        });
     });
 }
 

@@ -2,9 +2,11 @@
 
 #include "Encoding.h"
 
+#include <array>
 #include <csetjmp>
 #include <exception>
 #include <new>
+#include <string_view>
 
 #include <png.h>
 
@@ -52,7 +54,8 @@ public:
 
 private:
     static void fail(png_structp png, png_const_charp message) {
-        static_cast<Codec*>(png_get_error_ptr(png))->message_ = message;
+        auto& text = static_cast<Codec*>(png_get_error_ptr(png))->message_;
+        text[std::string_view(message).copy(text.data(), text.size() - 1)] = 0;
         png_longjmp(png, 1);
     }
     static void warn(png_structp, png_const_charp) {}
@@ -88,15 +91,15 @@ private:
     void run(Step step) {
         if (runStep(png_, step)) return;
         if (failure_) std::rethrow_exception(failure_);
-        throw EncodingError("cannot be written as PNG: " + message_);
+        throw EncodingError("cannot be written as PNG: " + std::string(message_.data()));
     }
 
     detail::PictureFormat picture_;
     ByteSink& sink_;
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
-    std::string message_;         ///< libpng's complaint
-    std::exception_ptr failure_;  ///< what the sink threw
+    std::array<char, 256> message_{};  ///< libpng's complaint, kept without taking memory
+    std::exception_ptr failure_;       ///< what the sink threw
 };
 
 PngEncoder::PngEncoder(ByteSink& sink, long long width, long long height, int numChannels) {

@@ -4,6 +4,7 @@
 #include <quivo/core/Strips.h>
 #include <quivo/image/Facets.h>
 #include <quivo/image/Image.h>
+#include <quivo/util/Cancellation.h>
 
 #include "core/Arithmetic.h"
 #include "samples/Channels.h"
@@ -50,6 +51,7 @@ void readConverted(Out* dst, Box const& region, long long numPlanes,
                           static_cast<double>(sizeof(In));
     detail::Bytes values;
     auto const readPiece = [&](Box const& piece) {
+        checkCancelled();
         values.resize(detail::elementCount(piece, numPlanes, sizeof(In)) * sizeof(In));
         auto* const in = reinterpret_cast<In*>(values.data());
         read(in, piece);
@@ -70,7 +72,7 @@ void readConverted(Out* dst, Box const& region, long long numPlanes,
 
 }  // namespace
 
-SampleSource* findSampleSource(Image& image) noexcept {
+SampleSource* findSampleSource(Image& image) {
     auto* source = dynamic_cast<SampleSource*>(&image);
     if (auto const* const facets = source ? nullptr : dynamic_cast<Facets const*>(&image)) {
         source = facets->getSampleSource(image);

@@ -19,7 +19,8 @@ class Image;
 /// What gives the native samples of `image`, and belongs to it; null where there are none. A class
 /// that is derived from one of this library's and overrides its reads has none, whatever its base
 /// has.
-[[nodiscard]] QUIVO_API SampleSource* findSampleSource(Image& image) noexcept;
+/// error: what `SampleSource::getStoredType` throws.
+[[nodiscard]] QUIVO_API SampleSource* findSampleSource(Image& image);
 
 /// Reads chosen channels of a box as samples of `type`: writes every one of the
 /// `channels.size() * region.getSize()` samples of the caller's `dst`, planar, plane i from channel
