@@ -221,6 +221,7 @@ TEST_F(TiffWriterTest, WhateverStopsItItLeavesNothingAndCanWriteAgain) {
         writer.setUseSrcImagePyramid(usesPyramid);
         CountingChecker counter;
         ASSERT_EQ(writer.run(&counter), Outcome::Complete);
+        EXPECT_GE(counter.calls, 24) << "one for each tile";
         std::string const good = slurp(path);
         spill(path, "old");
         auto const expectOld = [&] {
