@@ -8,9 +8,11 @@
 #include "core/Arithmetic.h"
 #include "core/Storage.h"
 #include "filters/AreaMean.h"
+#include "metadata/HandOn.h"
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 namespace Quivo {
 
@@ -71,9 +73,10 @@ void ArbitraryDownsampleFilter::openRegion(double* dst, long long level, Box con
 }
 
 Metadata ArbitraryDownsampleFilter::Grown::getMetadata() {
-    Metadata result = handOnMetadata(filter_, *filter_.getSource());
+    Metadata known = Quivo::getMetadata(*filter_.getSource());
+    auto const exact = known.pixelSize;
+    Metadata result = detail::handOn(filter_, *filter_.getSource(), std::move(known));
     double const growth = 1.0 / filter_.scaleFactor_;
-    auto const exact = Quivo::getMetadata(*filter_.getSource()).pixelSize;
     result.pixelSize = {exact[0] * growth, exact[1] * growth, exact[2]};
     if (result.place) result.place->moveAndGrow(0.0, 0.0, 0.0, growth, growth);
     return result;

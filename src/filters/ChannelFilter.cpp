@@ -3,6 +3,7 @@
 #include <quivo/core/Levels.h>
 #include <quivo/samples/ReadSamples.h>
 
+#include "metadata/HandOn.h"
 #include "samples/Channels.h"
 
 #include <algorithm>
@@ -52,7 +53,7 @@ void ChannelFilter::openSamples(void* dst, long long level, Box const& region,
 
 Metadata ChannelFilter::Picked::getMetadata() {
     Metadata const all = Quivo::getMetadata(*filter_.getSource());
-    Metadata result = handOnMetadata(filter_, *filter_.getSource());
+    Metadata result = detail::handOn(filter_, *filter_.getSource(), all);
     // Colours are a picture only together and in their order: whatever is picked besides.
     auto const isColour = [&](long long channel) {
         return all.channels[static_cast<std::size_t>(channel)].alpha == AlphaKind::None;

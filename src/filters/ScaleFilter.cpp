@@ -1,6 +1,9 @@
 #include <quivo/filters/ScaleFilter.h>
 
 #include "kernels/Scale.h"
+#include "metadata/HandOn.h"
+
+#include <utility>
 
 namespace Quivo {
 
@@ -43,9 +46,10 @@ void ScaleFilter::map(double* values, long long count) const noexcept {
 }
 
 Metadata ScaleFilter::Mapped::getMetadata() {
-    auto noData = Quivo::getMetadata(*filter_.getSource()).noData;
+    Metadata known = Quivo::getMetadata(*filter_.getSource());
+    auto noData = known.noData;
     if (noData) filter_.map(&*noData, 1);
-    Metadata result = handOnMetadata(filter_, *filter_.getSource());
+    Metadata result = detail::handOn(filter_, *filter_.getSource(), std::move(known));
     result.noData = noData;
     for (auto& channel : result.channels) channel.window.reset();
     return result;

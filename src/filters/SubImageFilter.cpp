@@ -4,9 +4,11 @@
 #include <quivo/samples/ReadSamples.h>
 
 #include "core/Planes.h"
+#include "metadata/HandOn.h"
 #include "samples/Samples.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Quivo {
 
@@ -72,9 +74,10 @@ void SubImageFilter::Beside::openSamples(void* dst, long long level, Box const& 
 }
 
 Metadata SubImageFilter::Beside::getMetadata() {
-    Metadata result = handOnMetadata(filter_, *filter_.getSource());
+    Metadata known = Quivo::getMetadata(*filter_.getSource());
+    auto const exact = known.pixelSize;
+    Metadata result = detail::handOn(filter_, *filter_.getSource(), std::move(known));
     auto const growth = static_cast<double>(pow2(filter_.baseLevel_));
-    auto const exact = Quivo::getMetadata(*filter_.getSource()).pixelSize;
     result.pixelSize = {exact[0] * growth, exact[1] * growth, exact[2]};
     if (result.place) {
         Vector const& corner = filter_.bounds_.min;

@@ -4,6 +4,8 @@
 #include <quivo/image/Facets.h>
 #include <quivo/image/Image.h>
 
+#include "metadata/HandOn.h"
+
 #include <algorithm>
 
 namespace Quivo {
@@ -66,7 +68,10 @@ Metadata getMetadata(Image& image) {
 }
 
 Metadata handOnMetadata(Image& image, Image& source) {
-    Metadata result = getMetadata(source);
+    return detail::handOn(image, source, getMetadata(source));
+}
+
+Metadata detail::handOn(Image& image, Image& source, Metadata result) {
     Metadata const own = describe(image);
     bool const isSameSize = image.getVoxelSize(0) == source.getVoxelSize(0);
     if (!isSameSize) result.pixelSize = own.pixelSize;
