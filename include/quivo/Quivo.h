@@ -32,6 +32,7 @@
 #include <quivo/image/ImagePyramid.h>
 #include <quivo/image/InvariableImage.h>
 #include <quivo/image/PixelsInMemory.h>
+#include <quivo/image/StoredContents.h>
 #include <quivo/image/StoredLayout.h>
 #include <quivo/metadata/Metadata.h>
 #include <quivo/samples/ReadSamples.h>
@@ -44,6 +45,7 @@
 #include <quivo/tiles/TileImage.h>
 #include <quivo/util/Cancellation.h>
 #include <quivo/util/Color.h>
+#include <quivo/util/DamageLog.h>
 #include <quivo/util/Files.h>
 #include <quivo/util/Lock.h>
 #include <quivo/util/MaybeOwned.h>

@@ -51,7 +51,10 @@ Metadata ScaleFilter::Mapped::getMetadata() {
     if (noData) filter_.map(&*noData, 1);
     Metadata result = detail::handOn(filter_, *filter_.getSource(), std::move(known));
     result.noData = noData;
-    for (auto& channel : result.channels) channel.window.reset();
+    for (auto& channel : result.channels) {
+        channel.window.reset();
+        channel.properties.clear();  // units and the like are those of the values before
+    }
     return result;
 }
 

@@ -89,7 +89,9 @@ Metadata detail::handOn(Image& image, Image& source, Metadata result) {
         bool const isRenamed =
             own.channels[c].name != source.getChannelName(static_cast<long long>(c));
         if (isRenamed) channel.name = own.channels[c].name;
-        if (!isSameRange) channel.window.reset();
+        if (isSameRange) continue;
+        channel.window.reset();
+        channel.properties.clear();
     }
     return result;
 }

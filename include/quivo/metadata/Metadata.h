@@ -22,7 +22,8 @@ enum class ColourModel {
     Cmyk,    ///< inks, from none to all
     CieLab,  ///< CIE 1976 L*a*b*, a* and b* signed
     IccLab,  ///< the same as ICC profiles encode it, a* and b* with an offset
-    LogLuv   ///< CIE XYZ or u'v' with a logarithmic luminance
+    LogLuv,  ///< CIE XYZ or u'v' with a logarithmic luminance
+    Classes  ///< one channel of numbers that name things and have no order, as of a land use map
 };
 
 /// Whether a channel is opacity, and of which kind.
@@ -48,6 +49,8 @@ struct ChannelMetadata {
     AlphaKind alpha = AlphaKind::None;         ///< whether it is opacity
     std::optional<Colour> colour;              ///< in which to show it
     std::optional<ValueRange<double>> window;  ///< the values to show from dark to bright
+    /// What formats know of it further, by names of theirs ("gdal:UNITTYPE").
+    std::map<std::string, std::string> properties{};
 
     /// Whether all of it is equal.
     [[nodiscard]] friend bool operator==(ChannelMetadata const&,
@@ -86,6 +89,8 @@ struct Metadata {
     std::string date;                      ///< of the acquisition, in ISO 8601
     std::optional<Place> place;            ///< where the image lies
     /// What formats carry further, by names of theirs ("tiff:XMP"); the values may be any bytes.
+    /// What in them repeats a field above counts only as far as it still says the same: filters
+    /// change the fields and hand this on as it is.
     std::map<std::string, std::string> properties;
 
     /// The kind of the first channel that is opacity; `None` when there is none.

@@ -1,0 +1,7 @@
+#include <quivo/image/StoredContents.h>
+
+namespace Quivo {
+
+StoredContents::~StoredContents() = default;
+
+}  // namespace Quivo
