@@ -65,8 +65,18 @@ long long findLevel(PageInfo const& page, Vector const& full, long long numLevel
 
 }  // namespace
 
-PyramidLayout::PyramidLayout(TiffHandle& tiff) {
+PyramidLayout::PyramidLayout(TiffHandle& tiff, TiffSelection const& selection) {
     auto [full, reduced] = readPages(tiff);
+    if (selection.time != 1) {
+        tiff.fail("there is no time " + std::to_string(selection.time) + ", only time 1");
+    }
+    if (selection.page > std::ssize(full)) {
+        tiff.fail("there is no page " + std::to_string(selection.page) + ", only " +
+                  (full.size() == 1 ? "page 1" : "pages 1 to " + std::to_string(full.size())));
+    }
+    if (selection.page > 0) {
+        full = {full[static_cast<std::size_t>(selection.page - 1)]};
+    }
     if (full.empty()) std::swap(full, reduced);
     if (full.empty()) tiff.fail("the file has no image");
     PageInfo const first = full.front();
