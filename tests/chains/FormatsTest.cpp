@@ -50,7 +50,7 @@ TEST_F(Formats, AreKnownByPrefixThenContentThenSuffix) {
 TEST_F(Formats, SelectorsFollowThePathOfAFile) {
     auto const file = write("a.tif", "II*"), odd = write("b#1", ""), long1 = write("b#1#2", "");
     struct {
-        std::string input, path;
+        std::string input, file;
         std::vector<std::string> selectors;
         char const* reason;
     } const cases[] = {{file, file, {}, "nothing selected"},
@@ -62,9 +62,9 @@ TEST_F(Formats, SelectorsFollowThePathOfAFile) {
                        {long1 + "#7", long1, {"7"}, "the longest that is there"},
                        {folder + "#7", folder + "#7", {}, "folders have no pages"},
                        {"#7", "#7", {}, "no file at all"}};
-    for (auto const& [input, path, selectors, reason] : cases) {
+    for (auto const& [input, expected, selectors, reason] : cases) {
         auto const name = splitInputName(input);
-        EXPECT_EQ(name.path, path) << reason;
+        EXPECT_EQ(name.path, expected) << reason;
         EXPECT_EQ(name.selectors, selectors) << reason;
     }
     EXPECT_EQ(findFormat(file + "#7")->name, "TIFF");
