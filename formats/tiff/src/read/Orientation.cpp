@@ -69,8 +69,8 @@ void Turn::copy(std::byte const* src, long long srcStride, PixelRect const& from
     // What one step to the right, and one down, in the file is in the upright copy.
     auto const stepX = (flipsX_ ? -1 : 1) * (swaps_ ? dstStride : 1);
     auto const stepY = (flipsY_ ? -1 : 1) * (swaps_ ? 1 : dstStride);
-    auto const first = (flipsX_ ? -stepX * (from.width - 1) : 0) +
-                       (flipsY_ ? -stepY * (from.height - 1) : 0);
+    auto const first =
+        (flipsX_ ? -stepX * (from.width - 1) : 0) + (flipsY_ ? -stepY * (from.height - 1) : 0);
     auto* const out = dst + first * size;
     if (size == 1) copyTurned<std::uint8_t>(src, srcStride, from, out, stepX, stepY);
     if (size == 2) copyTurned<std::uint16_t>(src, srcStride, from, out, stepX, stepY);

@@ -9,14 +9,14 @@ namespace Quivo::detail {
 /// Which way up a page is stored, by the numbers of TIFF: where its first row and its first column
 /// belong.
 enum class Orientation : std::uint16_t {
-    Upright = 1,       ///< top, left
-    MirroredX = 2,     ///< top, right
-    TurnedRound = 3,   ///< bottom, right
-    MirroredY = 4,     ///< bottom, left
-    Transposed = 5,    ///< left, top
-    TurnedRight = 6,   ///< right, top: to be turned clockwise
-    Transverse = 7,    ///< right, bottom
-    TurnedLeft = 8     ///< left, bottom: to be turned the other way
+    Upright = 1,      ///< top, left
+    MirroredX = 2,    ///< top, right
+    TurnedRound = 3,  ///< bottom, right
+    MirroredY = 4,    ///< bottom, left
+    Transposed = 5,   ///< left, top
+    TurnedRight = 6,  ///< right, top: to be turned clockwise
+    Transverse = 7,   ///< right, bottom
+    TurnedLeft = 8    ///< left, bottom: to be turned the other way
 };
 
 /// A rectangle of pixels. Plain value.

@@ -38,8 +38,7 @@ void PageInfo::readStoredType(TiffHandle& tiff) {
     bits = stated;
     bool const isComplex =
         format == SAMPLEFORMAT_COMPLEXINT || format == SAMPLEFORMAT_COMPLEXIEEEFP;
-    bool const isFloating =
-        format == SAMPLEFORMAT_IEEEFP || format == SAMPLEFORMAT_COMPLEXIEEEFP;
+    bool const isFloating = format == SAMPLEFORMAT_IEEEFP || format == SAMPLEFORMAT_COMPLEXIEEEFP;
     std::optional<SampleType> type;
     if (isComplex) {
         partsPerSample = 2;
@@ -47,7 +46,8 @@ void PageInfo::readStoredType(TiffHandle& tiff) {
         // libtiff swaps the bytes of narrower ones as if they were one number.
         bool const isSwappedWhole =
             TIFFIsByteSwapped(tiff.get()) && stated < (isFloating ? 64 : 32);
-        bool const isWhole = 2 * bits == stated && (bits == 8 || bits == 16 || bits == 32 || bits == 64);
+        bool const isWhole =
+            2 * bits == stated && (bits == 8 || bits == 16 || bits == 32 || bits == 64);
         if (isWhole && !isSwappedWhole) {
             type = isFloating ? getFloatType(bits) : getIntegerType(bits, true);
         }
@@ -56,7 +56,8 @@ void PageInfo::readStoredType(TiffHandle& tiff) {
         if (bits == 24) packing = Packing::Float24;
     } else if (bits >= 1 && bits <= 64 && format >= 1 && format <= SAMPLEFORMAT_VOID) {
         type = getIntegerType(bits, format == SAMPLEFORMAT_INT);
-        if (bits != 8LL * getSampleBytes(*type)) packing = bits == 24 ? Packing::Bytes3 : Packing::Bits;
+        if (bits != 8LL * getSampleBytes(*type))
+            packing = bits == 24 ? Packing::Bytes3 : Packing::Bits;
     }
     if (!type) {
         unsupported = "samples of " + std::to_string(stated) + " bits in format " +
@@ -78,8 +79,7 @@ void PageInfo::readConversion(TiffHandle& tiff) {
     // Not every page that seems fit for it has a routine: only the real thing tells.
     char reason[1024] = "";
     TIFFRGBAImage image;
-    if (TIFFRGBAImageOK(tiff.get(), reason) &&
-        TIFFRGBAImageBegin(&image, tiff.get(), 1, reason)) {
+    if (TIFFRGBAImageOK(tiff.get(), reason) && TIFFRGBAImageBegin(&image, tiff.get(), 1, reason)) {
         TIFFRGBAImageEnd(&image);
     } else {
         unsupported = std::string("the colours cannot be converted (") + reason + ")";
@@ -98,8 +98,8 @@ void PageInfo::readColours(TiffHandle& tiff, bool indices) {
     if (isLogLuv && (compression == COMPRESSION_SGILOG || compression == COMPRESSION_SGILOG24)) {
         auto const wanted = photometric == PHOTOMETRIC_LOGL ? 1 : 3;
         if (isSeparate || storedSamples != wanted) {
-            unsupported = "damaged: logarithmic luminance of " + std::to_string(storedSamples) +
-                          " samples";
+            unsupported =
+                "damaged: logarithmic luminance of " + std::to_string(storedSamples) + " samples";
         }
         decodeMode = DecodeMode::LogLuvToFloats;
         storedType = sampleType = SampleType::F32;
@@ -108,8 +108,8 @@ void PageInfo::readColours(TiffHandle& tiff, bool indices) {
         colourModel = storedSamples == 1 ? ColourModel::Grey : ColourModel::LogLuv;
         return;
     }
-    bool const isJpegColour = photometric == PHOTOMETRIC_YCBCR &&
-                              compression == COMPRESSION_JPEG && !isSeparate && storedSamples == 3;
+    bool const isJpegColour = photometric == PHOTOMETRIC_YCBCR && compression == COMPRESSION_JPEG &&
+                              !isSeparate && storedSamples == 3;
     if (isJpegColour) decodeMode = DecodeMode::JpegToRgb;
     if (photometric == PHOTOMETRIC_YCBCR && !isJpegColour) {
         readConversion(tiff);

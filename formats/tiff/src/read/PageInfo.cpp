@@ -118,10 +118,9 @@ void PageInfo::readBlocks(TiffHandle& tiff) {
                       std::to_string(fileSize) + " bytes";
         return;
     }
-    auto const bytesPerPixel =
-        presentation == Presentation::Converted
-            ? 4
-            : storedSamples * partsPerSample * getSampleBytes(storedType);
+    auto const bytesPerPixel = presentation == Presentation::Converted
+                                   ? 4
+                                   : storedSamples * partsPerSample * getSampleBytes(storedType);
     auto const rowBytes = storedBlockWidth * bytesPerPixel;  // below 2^32 * 2^16 * 2^3
     auto const blockRows =
         isStoredInTiles || presentation == Presentation::Converted ? storedBlockHeight : 1;

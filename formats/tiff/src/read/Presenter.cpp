@@ -47,8 +47,8 @@ T Presenter::getFill() const {
         // Not beyond what the bits hold, and so no index without an entry in the palette. The ends
         // of whole types are left to the conversion: as doubles they may be past it.
         if (page_.bits < 8LL * static_cast<long long>(sizeof(T))) {
-            double const highest =
-                static_cast<double>((std::uint64_t{1} << (page_.bits - (std::is_signed_v<T> ? 1 : 0))) - 1);
+            double const highest = static_cast<double>(
+                (std::uint64_t{1} << (page_.bits - (std::is_signed_v<T> ? 1 : 0))) - 1);
             double const lowest = std::is_signed_v<T> ? -highest - 1 : 0.0;
             if (value == value) return toSample<T>(std::clamp(value, lowest, highest));
         }
@@ -60,9 +60,10 @@ void Presenter::storeFill(long long plane, long long y, long long height) {
     auto* const bytes = block_.samples.data();
     if (page_.presentation == Presentation::Converted) {
         for (long long c = 0; c < page_.getNumOwnChannels(); ++c) {
-            auto* const rows = reinterpret_cast<std::uint8_t*>(bytes) +
-                               (c * block_.height + y) * block_.width;
-            std::fill_n(rows, height * block_.width, toSample<std::uint8_t>(page_.fill.value_or(0)));
+            auto* const rows =
+                reinterpret_cast<std::uint8_t*>(bytes) + (c * block_.height + y) * block_.width;
+            std::fill_n(rows, height * block_.width,
+                        toSample<std::uint8_t>(page_.fill.value_or(0)));
         }
         return;
     }
@@ -86,16 +87,18 @@ void Presenter::present(T const* pixels, long long stride, long long plane, long
         if constexpr (std::is_same_v<T, std::uint8_t> || std::is_same_v<T, std::uint16_t>) {
             if (plane == 0) presentIndices(pixels, stride, y, height);
             // Behind the colours come the samples behind the index.
-            if (plane > 0) presentExtras(pixels, stride, plane + 2, 0, y, height);
-            else if (!page_.isSeparate) presentExtras(pixels, stride, 3, 1, y, height);
+            if (plane > 0)
+                presentExtras(pixels, stride, plane + 2, 0, y, height);
+            else if (!page_.isSeparate)
+                presentExtras(pixels, stride, 3, 1, y, height);
         }
         return;
     }
     auto const numSamples = page_.getSamplesPerPlane();
     auto const planeSize = block_.width * block_.height;
     auto const firstChannel = page_.isDecodedByPlane() ? 0 : plane * numSamples;
-    T* out = reinterpret_cast<T*>(block_.samples.data()) + firstChannel * planeSize +
-             y * block_.width;
+    T* out =
+        reinterpret_cast<T*>(block_.samples.data()) + firstChannel * planeSize + y * block_.width;
     bool const isTurnedOver = page_.presentation == Presentation::Inverted && plane == 0;
     for (long long row = 0; row < height; ++row, out += block_.width) {
         separateRow(pixels + row * stride * numSamples, out, planeSize, block_.width, numSamples);
@@ -129,7 +132,8 @@ void Presenter::presentIndices(T const* pixels, long long stride, long long y, l
         std::uint8_t* out = planes + (c * block_.height + y) * block_.width;
         for (long long row = 0; row < height; ++row, out += block_.width) {
             for (long long x = 0; x < block_.width; ++x) {
-                auto const index = static_cast<std::size_t>(pixels[(row * stride + x) * numSamples]);
+                auto const index =
+                    static_cast<std::size_t>(pixels[(row * stride + x) * numSamples]);
                 out[x] = palette[3 * index + static_cast<std::size_t>(c)];
             }
         }

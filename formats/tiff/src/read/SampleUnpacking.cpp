@@ -34,7 +34,8 @@ void unpackSmall(std::byte const* src, T* dst, long long count) {
         }
     }
     for (int k = 0; i < count; ++i, ++k) {
-        dst[i] = withSign<T>((std::to_integer<unsigned>(*src) >> (8 - bits * (k + 1))) & mask, bits);
+        dst[i] =
+            withSign<T>((std::to_integer<unsigned>(*src) >> (8 - bits * (k + 1))) & mask, bits);
     }
 }
 

@@ -19,6 +19,13 @@ namespace Quivo {
 
 class CancellationChecker;
 
+/// Which image of a file it is. Plain value.
+struct TiffSelection {
+    long long page = 0;    ///< from 1 on, in the order of the file; 0: the main image
+    long long time = 1;    ///< from 1 on, of an image that has several
+    bool indices = false;  ///< the numbers in the file where a palette has colours for them
+};
+
 /// A TIFF or BigTIFF file as a pyramid.
 ///
 /// Reads tiles or strips, contiguous or separate planes, 8, 16 and 32-bit integers, 32 and 64-bit
@@ -50,9 +57,12 @@ public:
     /// The same, as `options` say.
     /// error: as above.
     TiffImage(std::string const& path, OpenOptions const& options);
+    /// What is selected of the file: a page with the levels that belong to it alone, a time.
+    /// error: as above; also when the file has no such page or time.
+    TiffImage(std::string const& path, TiffSelection const& selection, OpenOptions const& options);
     ~TiffImage() override;
 
-    /// The path.
+    /// The path, and behind it what is selected, as in "file.tif#7".
     std::string getURL() const override;
     Vector getExtent(long long level) const override;
     long long getNumChannels() const override;
