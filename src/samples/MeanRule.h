@@ -75,10 +75,8 @@ public:
             halveRows(above, below, out, now, numChannels);
             RowPair<T> const opacity{above + rule_.alphaChannel, below + rule_.alphaChannel,
                                      numChannels};
-            bool const isWeighed =
-                rule_.alphaChannel >= 0 &&
-                (differs(above, rule_.alphaChannel, 2 * now, numChannels, *opacity.upper) ||
-                 differs(below, rule_.alphaChannel, 2 * now, numChannels, *opacity.upper));
+            bool const isWeighed = rule_.alphaChannel >= 0 &&
+                                   differs(above, below, rule_.alphaChannel, 2 * now, numChannels);
             if (!isWeighed && !needsCare(above, below, 2 * now * numChannels)) return;
             for (long long const c : rule_.colours) {
                 halveByMeans<T>(means_, {above + c, below + c, numChannels},
@@ -97,8 +95,7 @@ public:
             T const* const below = lower + 2 * first;
             RowPair<T> const part{opacity.upper + 2 * first, opacity.lower + 2 * first, 1};
             bool const isWeighed =
-                rule_.alphaChannel >= 0 && (differs(part.upper, 0, 2 * now, 1, *part.upper) ||
-                                            differs(part.lower, 0, 2 * now, 1, *part.upper));
+                rule_.alphaChannel >= 0 && differs(part.upper, part.lower, 0, 2 * now, 1);
             if (isWeighed || needsCare(above, below, 2 * now)) {
                 halveByMeans<T>(means_, {above, below, 1}, isWeighed ? &part : nullptr, dst + first,
                                 now);
@@ -119,10 +116,11 @@ private:
         }
     }
 
-    static bool differs(T const* pixels, long long channel, long long count, long long numChannels,
-                        T value) noexcept {
+    /// Whether a channel is not the same all over two rows of pixels.
+    static bool differs(T const* upper, T const* lower, long long channel, long long count,
+                        long long numChannels) noexcept {
         bool result = false;
-        differsFrom(pixels, channel, count, numChannels, value, &result);
+        differsFrom(upper, lower, channel, count, numChannels, upper[channel], &result);
         return result;
     }
 
@@ -134,8 +132,7 @@ private:
     [[nodiscard]] bool needsCare(T const* upper, T const* lower, long long count) const noexcept {
         if (means_.areClasses || !means_.noData) return means_.areClasses;
         bool result = false;
-        containsValue(upper, count, *means_.noData, &result);
-        if (!result) containsValue(lower, count, *means_.noData, &result);
+        containsValue(upper, lower, count, *means_.noData, &result);
         return result;
     }
 
