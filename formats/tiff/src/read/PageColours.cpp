@@ -56,8 +56,11 @@ void PageInfo::readStoredType(TiffHandle& tiff) {
         if (bits == 24) packing = Packing::Float24;
     } else if (bits >= 1 && bits <= 64 && format >= 1 && format <= SAMPLEFORMAT_VOID) {
         type = getIntegerType(bits, format == SAMPLEFORMAT_INT);
-        if (bits != 8LL * getSampleBytes(*type))
-            packing = bits == 24 ? Packing::Bytes3 : Packing::Bits;
+        // Highest bits first whatever the file's order of bytes; but libtiff turns three of them
+        // round where it is not the machine's.
+        bool const isTurned = bits == 24 && TIFFIsByteSwapped(tiff.get());
+        bool const isWhole = bits == 8LL * getSampleBytes(*type);
+        if (!isWhole) packing = isTurned ? Packing::Bytes3 : Packing::Bits;
     }
     if (!type) {
         unsupported = "samples of " + std::to_string(stated) + " bits in format " +
