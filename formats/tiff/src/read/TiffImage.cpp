@@ -12,7 +12,7 @@ TiffImage::TiffImage(std::string const& path) : TiffImage(path, OpenOptions()) {
 
 TiffImage::TiffImage(std::string const& path, OpenOptions const& options)
     : reader_(std::make_unique<Reader>(path, options)) {
-    reader_->setMeans(detail::makeMeanRule(TiffImage::getMetadata()));
+    reader_->setMeans([this] { return detail::makeMeanRule(TiffImage::getMetadata()); });
 }
 
 TiffImage::~TiffImage() = default;
