@@ -119,11 +119,11 @@ void TiffWriter::beginWriting(DownsampleOrProxy* image, CancellationChecker*) {
     if (tileExtent.z != 1) throw std::runtime_error(filename + ": tiles must be one slice deep");
     plan.metadata = gatherMetadata(*srcImage, metadata_, channelNames_, filename);
     if (strips_) plan.metadata = detail::withoutPeople(std::move(plan.metadata));
+    if (plan.arePlanesApart()) pyramid.layout = detail::TileLayout::Planar;
+    plan.check();
     for (long long z = 0; z < full.z && !strips_; ++z) {
         plan.sliceNames.push_back(srcImage->getSliceName(z));
     }
-    if (plan.arePlanesApart()) pyramid.layout = detail::TileLayout::Planar;
-    plan.check();
     auto sink = detail::TiffSink::create(plan);
     losses_ = sink->getLosses();
     session_ = std::make_unique<detail::PyramidSession>(pyramid, std::move(sink));
