@@ -4,6 +4,7 @@
 #include "kernels/Copy.h"
 #include "read/PageDecoder.h"
 #include "read/PyramidLayout.h"
+#include "samples/MeanRule.h"
 #include "samples/Samples.h"
 #include "storage/blocks/BlockCache.h"
 #include "storage/files/File.h"
@@ -100,6 +101,9 @@ public:
     void setCancellationChecker(CancellationChecker* checker) noexcept { checker_ = checker; }
 
     void setCacheLimit(std::optional<std::size_t> bytes) { cache_.setLimit(bytes); }
+
+    /// By which levels are computed; before the first read.
+    void setMeans(detail::MeanRule means) { means_ = std::move(means); }
 
     /// Makes room in the cache for the blocks under `rows` rows of so many channels across the
     /// whole image.
@@ -275,20 +279,30 @@ private:
                long long firstRow, long long count) {
         auto const width = below.endColumn - below.firstColumn;
         auto const plane = width * 2 * count;
-        std::vector<T> samples(static_cast<std::size_t>(plane) * channels.size());
-        visitRows<T>(below, channels, [&](long long c, Rows<T> const& rows) {
+        // Where channels are apart, opacity comes along with those that it weighs.
+        std::vector<long long> used(channels.begin(), channels.end());
+        auto const isWeighed = [&](long long c) { return means_.isWeighed(c); };
+        bool const weighs = std::any_of(used.begin(), used.end(), isWeighed);
+        auto const alpha = std::find(used.begin(), used.end(), means_.alphaChannel) - used.begin();
+        if (weighs && alpha == std::ssize(used)) used.push_back(means_.alphaChannel);
+        std::vector<T> samples(static_cast<std::size_t>(plane) * used.size());
+        visitRows<T>(below, used, [&](long long c, Rows<T> const& rows) {
             copyRows(rows,
                      samples.data() + c * plane + (rows.y - below.firstRow) * width + rows.x -
                          below.firstColumn,
                      width);
         });
         auto* const out = reinterpret_cast<T*>(block.samples.data());
+        detail::RowHalver<T> const halver(means_);
         for (long long c = 0; c < std::ssize(channels); ++c) {
             for (long long y = 0; y < count; ++y) {
                 T const* const upper = samples.data() + c * plane + 2 * y * width;
-                detail::halveRows(upper, upper + width,
+                T const* const opacity =
+                    weighs ? samples.data() + alpha * plane + 2 * y * width : upper;
+                halver.halvePlane(channels[static_cast<std::size_t>(c)], upper, upper + width,
+                                  {opacity, opacity + width, 1},
                                   out + (c * block.height + firstRow + y) * block.width,
-                                  block.width, 1);
+                                  block.width);
             }
         }
     }
@@ -298,6 +312,7 @@ private:
     PyramidLayout layout_;
     PageInfo const& first_;
     std::vector<long long> allChannels_;
+    detail::MeanRule means_;
     detail::PageDecoder decoder_;
     BlockCache cache_;
     std::atomic<CancellationChecker*> checker_{nullptr};

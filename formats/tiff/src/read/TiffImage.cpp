@@ -11,7 +11,9 @@ namespace Quivo {
 TiffImage::TiffImage(std::string const& path) : TiffImage(path, OpenOptions()) {}
 
 TiffImage::TiffImage(std::string const& path, OpenOptions const& options)
-    : reader_(std::make_unique<Reader>(path, options)) {}
+    : reader_(std::make_unique<Reader>(path, options)) {
+    reader_->setMeans(detail::makeMeanRule(TiffImage::getMetadata()));
+}
 
 TiffImage::~TiffImage() = default;
 

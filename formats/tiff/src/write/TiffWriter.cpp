@@ -4,6 +4,7 @@
 #include "write/TiffSink.h"
 
 #include <quivo/image/Image.h>
+#include <quivo/metadata/Metadata.h>
 #include <quivo/samples/ReadSamples.h>
 #include <quivo/samples/SampleSource.h>
 
@@ -119,6 +120,7 @@ void TiffWriter::beginWriting(DownsampleOrProxy* image, CancellationChecker*) {
     if (tileExtent.z != 1) throw std::runtime_error(filename + ": tiles must be one slice deep");
     plan.metadata = gatherMetadata(*srcImage, metadata_, channelNames_, filename);
     if (strips_) plan.metadata = detail::withoutPeople(std::move(plan.metadata));
+    pyramid.means = detail::makeMeanRule(plan.metadata);
     if (plan.arePlanesApart()) pyramid.layout = detail::TileLayout::Planar;
     plan.check();
     for (long long z = 0; z < full.z && !strips_; ++z) {
