@@ -180,7 +180,10 @@ std::shared_ptr<Block const> PageDecoder::decode(PageInfo const& page, BlockKey 
 
 std::unique_ptr<TiffHandle> PageDecoder::open(PageInfo const& page, bool mapped,
                                               FileReadStream** stream) {
+    mapped = mapped && page.shift.by == 0;
     auto bytes = std::make_unique<FileReadStream>(file_, mapped);
+    bytes->shift(static_cast<long long>(page.shift.begin), static_cast<long long>(page.shift.end),
+                 static_cast<long long>(page.shift.by));
     if (stream) *stream = bytes.get();
     auto tiff = std::make_unique<TiffHandle>(std::move(bytes), file_->getPath(),
                                              mapped ? mappedReadMode : readMode);
@@ -193,7 +196,7 @@ PageDecoder::OpenPage PageDecoder::takeHandle(PageInfo const& page) {
     {
         std::lock_guard const lock(handlesMutex_);
         for (auto& idle : idleHandles_) {
-            if (idle.directory != page.directory) continue;
+            if (idle.directory != page.directory || idle.shift != page.shift.by) continue;
             std::swap(idle, idleHandles_.back());
             OpenPage handle = std::move(idleHandles_.back());
             idleHandles_.pop_back();
@@ -203,7 +206,7 @@ PageDecoder::OpenPage PageDecoder::takeHandle(PageInfo const& page) {
     // libtiff's conversion refuses uncompressed blocks whose size is no multiple of 1024 bytes when
     // it reads them into a buffer of its own, but not out of a mapping.
     bool const mapped = page.presentation == Presentation::Converted;
-    return {page.directory, open(page, mapped, nullptr)};
+    return {page.directory, page.shift.by, open(page, mapped, nullptr)};
 }
 
 void PageDecoder::giveBack(OpenPage handle) {
@@ -293,18 +296,20 @@ void PageDecoder::decodeRows(PageInfo const& page, BlockKey const& key, Block& b
     try {
         readRows(page, key.plane, key.y * page.blockHeight, block, checker);
     } catch (...) {
-        rowReaders_.erase({page.directory, key.plane});
+        rowReaders_.erase({page.directory, page.shift.by, key.plane});
         throw;
     }
 }
 
 PageDecoder::RowReader& PageDecoder::getRowReader(PageInfo const& page, long long plane) {
-    std::pair const key(page.directory, plane);
+    std::tuple const key(page.directory, page.shift.by, plane);
     if (auto const found = rowReaders_.find(key); found != rowReaders_.end()) return found->second;
     if (std::ssize(rowReaders_) >= maxRowReaders) {
         // Those of this page's other planes are needed again for the next block.
-        std::erase_if(rowReaders_,
-                      [&](auto const& other) { return other.first.first != page.directory; });
+        std::erase_if(rowReaders_, [&](auto const& other) {
+            return std::get<0>(other.first) != page.directory ||
+                   std::get<1>(other.first) != page.shift.by;
+        });
     }
     // A handle has a table of all strips and the state of a codec. Where that is too much for all
     // planes, the last ones share a handle and start their strips anew.

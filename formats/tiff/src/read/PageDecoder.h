@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -39,6 +40,7 @@ public:
 private:
     struct OpenPage {
         std::uint64_t directory;
+        std::uint64_t shift;
         std::unique_ptr<TiffHandle> tiff;
     };
     /// A handle that reads one plane of a page row by row.
@@ -81,7 +83,8 @@ private:
     std::mutex turnMutex_;
     std::condition_variable turnEnded_;
     bool isTurnTaken_ = false;
-    std::map<std::pair<std::uint64_t, long long>, RowReader> rowReaders_;  // by directory, plane
+    /// By directory, shift and plane.
+    std::map<std::tuple<std::uint64_t, std::uint64_t, long long>, RowReader> rowReaders_;
 };
 
 }  // namespace Quivo::detail

@@ -28,11 +28,22 @@ enum class Presentation {
     Converted  ///< libtiff's own conversion of the page to 8-bit RGB
 };
 
+/// What of the file is read from elsewhere: the bytes [begin, end) from `by` bytes further on.
+struct FileShift {
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+    std::uint64_t by = 0;
+
+    [[nodiscard]] friend bool operator==(FileShift const&, FileShift const&) noexcept = default;
+};
+
 /// The facts of one page. Plain value.
 struct PageInfo {
     std::uint64_t directory = 0;  ///< file offset of the directory
     bool isReduced = false;       ///< marked as a reduced-resolution version of another page
     bool isMask = false;
+    /// Where its plane lies behind the one that the directory describes.
+    FileShift shift{};
 
     long long width = 0;
     long long height = 0;
