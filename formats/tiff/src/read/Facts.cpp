@@ -110,7 +110,7 @@ Facts readFacts(DirectoryReader& directories, PyramidLayout const& layout,
         facts.emplace_back("no-data", toUtf8(trim(noData->second)));
     }
     if (layout.hasMask) {
-        facts.emplace_back("mask", metadata.getAlpha() != AlphaKind::None
+        facts.emplace_back("mask", !page.opacity.empty()
                                        ? "a page of its own, delivered as opacity"
                                        : "a page of its own, delivered as no-data");
     }

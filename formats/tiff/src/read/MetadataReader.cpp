@@ -1,7 +1,6 @@
 #include "read/MetadataReader.h"
 
 #include "container/ChannelNames.h"
-#include "container/GdalMetadata.h"
 #include "read/Lengths.h"
 #include "read/PlaceReader.h"
 
@@ -59,10 +58,10 @@ public:
           page_(layout.getFirstPage()),
           directory_(directories.read(page_.directory).value_or(Directory())) {}
 
-    Metadata read() {
+    ToldMetadata read() {
         readTexts();
         readBlocks();
-        readPlace(directories_, directory_, page_, result_);
+        readPlace(directories_, directory_, page_, result_.image);
         readPixelSize();
         readChannels();
         readNoData();
@@ -71,7 +70,7 @@ public:
 
 private:
     void keep(char const* property, std::string_view bytes) {
-        if (!bytes.empty()) result_.properties[property] = bytes;
+        if (!bytes.empty()) result_.image.properties[property] = bytes;
     }
 
     void readTexts() {
@@ -94,18 +93,18 @@ private:
             {"tiff:GDALNoData", gdalNoDataTag},
         };
         for (auto const& [property, tag] : texts) keep(property, get(tag));
-        result_.date = toIsoDate(get(TIFFTAG_DATETIME));
+        result_.image.date = toIsoDate(get(TIFFTAG_DATETIME));
         auto const text = get(TIFFTAG_IMAGEDESCRIPTION);
         auto const& stack = layout_.stack;
         std::string_view const head = std::string_view(text).substr(0, 4096);
         if (!stack.property.empty()) {
             keep(stack.property.c_str(), stack.text);
-            result_.description = stack.description;
-            if (!stack.date.empty()) result_.date = stack.date;
+            result_.image.description = stack.description;
+            if (!stack.date.empty()) result_.image.date = stack.date;
         } else if (!layout_.isSinglePage ||
                    !(head.starts_with("ImageJ=") || head.find("<OME") != head.npos)) {
-            result_.description = toUtf8(trim(text));
-            if (result_.description != text) keep("tiff:ImageDescription", text);
+            result_.image.description = toUtf8(trim(text));
+            if (result_.image.description != text) keep("tiff:ImageDescription", text);
         }
         description_ = text;
     }
@@ -133,7 +132,7 @@ private:
         }
         if (auto const profile = directories_.load(directory_, TIFFTAG_ICCPROFILE)) {
             auto const* const bytes = reinterpret_cast<std::byte const*>(profile->bytes.data());
-            result_.colourProfile.assign(bytes, bytes + profile->bytes.size());
+            result_.image.colourProfile.assign(bytes, bytes + profile->bytes.size());
         }
         std::pair<char const*, std::uint16_t> const places[] = {{"tiff:EXIF", TIFFTAG_EXIFIFD},
                                                                 {"tiff:GPS", TIFFTAG_GPSIFD}};
@@ -152,7 +151,7 @@ private:
         double const nanometres = unit == inch ? 25.4e6 : unit == centimetre ? 1e7 : 0;
         auto const x = directories_.load(directory_, TIFFTAG_XRESOLUTION, 16);
         auto const y = directories_.load(directory_, TIFFTAG_YRESOLUTION, 16);
-        auto& size = result_.pixelSize;
+        auto& size = result_.image.pixelSize;
         if (nanometres > 0) {
             size[0] =
                 detail::readPixelSize(directories_, directory_, TIFFTAG_XRESOLUTION, nanometres);
@@ -182,62 +181,62 @@ private:
     }
 
     void readChannels() {
-        auto const& stack = layout_.stack;
-        auto const perPage = page_.numChannels;
-        bool const isPlain = layout_.planesPerSlice == 1;
-        result_.colourModel = isPlain ? page_.colourModel : ColourModel::None;
+        result_.image.colourModel =
+            layout_.planesPerSlice == 1 ? page_.colourModel : ColourModel::None;
+        auto const found = result_.image.properties.find("tiff:GDALMetadata");
+        if (found == result_.image.properties.end()) return;
         // Items are those of stored samples, which a palette has none of.
-        auto const& xml = result_.properties["tiff:GDALMetadata"];
         bool const areStored = page_.presentation != Presentation::Palette;
-        auto const names = areStored ? parseChannelXml(xml, perPage) : std::vector<std::string>();
-        auto const items = parseGdalMetadata(xml, areStored ? perPage : 0);
-        result_.properties.insert(items.items.begin(), items.items.end());
-        if (xml.empty()) result_.properties.erase("tiff:GDALMetadata");
-        for (long long plane = 0; plane < layout_.planesPerSlice; ++plane) {
-            auto const index = static_cast<std::size_t>(plane);
-            auto const told =
-                index < stack.channels.size() ? stack.channels[index] : ChannelMetadata();
-            for (long long c = 0; c < perPage; ++c) {
-                auto const sample = static_cast<std::size_t>(c);
-                ChannelMetadata channel;
-                if (perPage == 1) channel = told;
-                bool const isNamed = sample < names.size() && !names[sample].empty();
-                if (channel.name.empty()) channel.name = isNamed ? names[sample] : usualName(c);
-                if (!isPlain && perPage > 1 && !told.name.empty()) {
-                    channel.name = told.name + " " +
-                                   (channel.name.empty() ? std::to_string(c + 1) : channel.name);
-                }
-                if (sample < items.channels.size()) {
-                    channel.properties.insert(items.channels[sample].items.begin(),
-                                              items.channels[sample].items.end());
-                }
-                auto const opacity = page_.opacity.find(c);
-                if (opacity != page_.opacity.end()) channel.alpha = opacity->second;
-                result_.channels.push_back(std::move(channel));
-            }
-        }
+        auto told = parseGdalMetadata(found->second, areStored ? page_.numChannels : 0);
+        if (areStored) result_.names = parseChannelXml(found->second, page_.numChannels);
+        result_.channels = std::move(told.channels);
+        result_.image.properties.insert(told.items.begin(), told.items.end());
     }
 
-    [[nodiscard]] std::string usualName(long long c) const {
-        bool const isPlain = layout_.planesPerSlice == 1;
-        if (page_.numChannels == 1) return isPlain ? getUsualChannelName(c, 1) : std::string();
-        return getUsualChannelName(c, !page_.hasColours ? 0 : page_.hasAlpha ? 4 : 3);
-    }
-
-    void readNoData() { result_.noData = layout_.noData; }
+    void readNoData() { result_.image.noData = layout_.noData; }
 
     DirectoryReader& directories_;
     PyramidLayout const& layout_;
     PageInfo const& page_;
     Directory directory_;
     std::string description_;
-    Metadata result_;
+    ToldMetadata result_;
 };
 
 }  // namespace
 
-Metadata readMetadata(DirectoryReader& directories, PyramidLayout const& layout) {
+ToldMetadata readMetadata(DirectoryReader& directories, PyramidLayout const& layout) {
     return Reading(directories, layout).read();
+}
+
+ChannelMetadata describeChannel(ToldMetadata const& told, PyramidLayout const& layout,
+                                long long channel) {
+    PageInfo const& page = layout.getFirstPage();
+    bool const isPlain = layout.planesPerSlice == 1;
+    bool const isAlone = page.numChannels == 1;
+    auto const plane = static_cast<std::size_t>(channel / page.numChannels);
+    auto const ofPage = channel % page.numChannels;
+    auto const sample = static_cast<std::size_t>(ofPage);
+    auto const& planes = layout.stack.channels;
+    auto const ofPlane = plane < planes.size() ? planes[plane] : ChannelMetadata();
+    ChannelMetadata result = isAlone ? ofPlane : ChannelMetadata();
+    if (result.name.empty() && sample < told.names.size()) result.name = told.names[sample];
+    if (result.name.empty() && isAlone && isPlain) result.name = getUsualChannelName(0, 1);
+    if (result.name.empty() && !isAlone) {
+        auto const numColours = !page.hasColours ? 0 : page.hasAlpha ? 4 : 3;
+        result.name = getUsualChannelName(ofPage, numColours);
+    }
+    if (!isPlain && !isAlone && !ofPlane.name.empty()) {
+        auto const part = result.name.empty() ? std::to_string(ofPage + 1) : result.name;
+        result.name = ofPlane.name + " " + part;
+    }
+    if (sample < told.channels.size()) {
+        auto const& items = told.channels[sample].items;
+        result.properties.insert(items.begin(), items.end());
+    }
+    auto const opacity = page.opacity.find(ofPage);
+    if (opacity != page.opacity.end()) result.alpha = opacity->second;
+    return result;
 }
 
 }  // namespace Quivo::detail

@@ -3,6 +3,7 @@
 // What a file says beside its pixels, as metadata of the image shown.
 
 #include "container/Directory.h"
+#include "container/GdalMetadata.h"
 #include "read/PyramidLayout.h"
 
 #include <quivo/metadata/Metadata.h>
@@ -13,9 +14,20 @@
 
 namespace Quivo::detail {
 
-/// The metadata of an image, with one entry for each of its channels.
+/// What a file says of the image shown. A header may claim many channels: they are described when
+/// somebody asks. Plain value.
+struct ToldMetadata {
+    Metadata image;                               ///< without channels
+    std::vector<std::string> names;               ///< of the channels of a page, or none at all
+    std::vector<GdalMetadata::Channel> channels;  ///< likewise
+};
+
 /// error: std::runtime_error "PATH: reason" when the system fails.
-[[nodiscard]] Metadata readMetadata(DirectoryReader& directories, PyramidLayout const& layout);
+[[nodiscard]] ToldMetadata readMetadata(DirectoryReader& directories, PyramidLayout const& layout);
+
+/// What one channel means.
+[[nodiscard]] ChannelMetadata describeChannel(ToldMetadata const& told, PyramidLayout const& layout,
+                                              long long channel);
 
 /// Pairs of a word and a text.
 using Facts = std::vector<std::pair<std::string, std::string>>;

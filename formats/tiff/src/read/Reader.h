@@ -84,7 +84,7 @@ public:
           first_(layout_.getFirstPage()),
           allChannels_(static_cast<std::size_t>(layout_.getNumChannels())),
           metadata_(detail::readMetadata(directories_, layout_)),
-          facts_(detail::readFacts(directories_, layout_, metadata_)),
+          facts_(detail::readFacts(directories_, layout_, metadata_.image)),
           decoder_(file_),
           cache_(options.budget) {
         std::iota(allChannels_.begin(), allChannels_.end(), 0);
@@ -95,7 +95,7 @@ public:
     [[nodiscard]] std::string const& getName() const noexcept { return name_; }
     [[nodiscard]] PyramidLayout const& getLayout() const noexcept { return layout_; }
     [[nodiscard]] PageInfo const& getFirst() const noexcept { return first_; }
-    [[nodiscard]] Metadata const& getMetadata() const noexcept { return metadata_; }
+    [[nodiscard]] detail::ToldMetadata const& getMetadata() const noexcept { return metadata_; }
     [[nodiscard]] detail::Facts const& getFacts() const noexcept { return facts_; }
     /// The numbers of all channels in their order.
     [[nodiscard]] std::span<long long const> getAllChannels() const noexcept {
@@ -345,7 +345,7 @@ private:
     PyramidLayout layout_;
     PageInfo const& first_;
     std::vector<long long> allChannels_;
-    Metadata metadata_;
+    detail::ToldMetadata metadata_;
     detail::Facts facts_;
     detail::PageDecoder decoder_;
     BlockCache cache_;

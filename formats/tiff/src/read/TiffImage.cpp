@@ -36,7 +36,7 @@ long long TiffImage::getNumLevels() const {
 ValueRange<double> TiffImage::getValueRange() const { return reader_->getFirst().valueRange; }
 
 Vector TiffImage::getVoxelSize(long long level) const {
-    auto const [x, y, z] = reader_->getMetadata().pixelSize;
+    auto const [x, y, z] = reader_->getMetadata().image.pixelSize;
     return convertToLevel(Vector(std::llround(x), std::llround(y), std::llround(z)), level, 0);
 }
 
@@ -75,9 +75,12 @@ void TiffImage::openSamples(void* dst, long long level, Box const& region,
 }
 
 Metadata TiffImage::getMetadata() {
-    Metadata result = reader_->getMetadata();
-    for (std::size_t c = 0; c < result.channels.size(); ++c) {
-        result.channels[c].name = getChannelName(static_cast<long long>(c));
+    auto const& told = reader_->getMetadata();
+    auto const& layout = reader_->getLayout();
+    Metadata result = told.image;
+    for (long long c = 0; c < layout.getNumChannels(); ++c) {
+        result.channels.push_back(detail::describeChannel(told, layout, c));
+        result.channels.back().name = getChannelName(c);
     }
     return result;
 }
@@ -89,10 +92,10 @@ std::string TiffImage::getSliceName(long long index) {
 }
 
 std::string TiffImage::getChannelName(long long index) {
-    auto const& channels = reader_->getMetadata().channels;
-    check(index >= 0 && index < std::ssize(channels),
+    auto const& layout = reader_->getLayout();
+    check(index >= 0 && index < layout.getNumChannels(),
           "Invalid channel index. Cannot determine its name.");
-    return channels[static_cast<std::size_t>(index)].name;
+    return detail::describeChannel(reader_->getMetadata(), layout, index).name;
 }
 
 std::string TiffImage::getId() const { return getImageIdFromPath(reader_->getName()); }
