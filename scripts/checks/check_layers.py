@@ -12,7 +12,7 @@ CORE = {
     "kernels": set(),
     # Three rooms side by side: what an image is, and what it may be besides.
     "image": {"samples", "metadata", "core", "util", "kernels"},
-    "samples": {"image", "core", "util", "kernels"},
+    "samples": {"image", "metadata", "core", "util", "kernels"},
     "metadata": {"image", "core", "util"},
     "filters": {"samples", "metadata", "image", "core", "util", "kernels"},
     "tiles": {"samples", "metadata", "image", "core", "util", "kernels"},

@@ -253,11 +253,12 @@ void PyramidSession::addToNextLevel(Tile const& tile) const {
     auto const rowSamples = plan_.tile.width * numChannels;
     auto const* const in = reinterpret_cast<T const*>(tile.samples.data());
     auto* const out = reinterpret_cast<T*>(tile.nextRows->data());
+    RowHalver<T> const halver(plan_.means);
     for (long long y = 0; y < tile.extent.y / 2; ++y) {
         T const* const upper = in + 2 * y * rowSamples;
-        halveRows(upper, upper + rowSamples,
-                  out + (y * tile.nextRowPixels + tile.nextStart.x) * numChannels,
-                  tile.extent.x / 2, numChannels);
+        halver.halvePixels(upper, upper + rowSamples,
+                           out + (y * tile.nextRowPixels + tile.nextStart.x) * numChannels,
+                           tile.extent.x / 2, numChannels);
     }
 }
 

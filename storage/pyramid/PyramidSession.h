@@ -1,5 +1,6 @@
 #pragma once
 
+#include "samples/MeanRule.h"
 #include "storage/files/ScratchLevel.h"
 #include "storage/pyramid/TileSink.h"
 #include "storage/work/WorkerPool.h"
@@ -25,6 +26,7 @@ struct PyramidPlan {
     bool computesLevels = false;
     int numThreads = 1;
     SampleSource* samples = nullptr;  ///< the source, where it has samples of the wanted type
+    MeanRule means;                   ///< by which levels are computed
 
     /// How many tiles lie along each axis of a level.
     [[nodiscard]] Vector countTiles(std::size_t level) const;

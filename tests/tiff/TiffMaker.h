@@ -237,22 +237,30 @@ inline void makeTiff(std::string const& path, std::vector<Page> const& pages,
 }
 
 /// Every level of an image as plain arrays: what is stored, and else the 2 x 2 means of the level
-/// below, as the sample type holds them.
+/// below, as the sample type holds them, weighed by a channel `alpha` of opacity if there is one.
 class Reference {
 public:
     /// The value of a stored level; nothing for one that is to be computed.
     using Stored = std::function<std::optional<double>(long long level, long long c, Vector p)>;
 
-    Reference(SampleType type, long long numChannels, Vector const& extent, Stored const& stored)
+    Reference(SampleType type, long long numChannels, Vector const& extent, Stored const& stored,
+              long long alpha = -1)
         : numChannels_(numChannels), extent_(extent) {
         for (long long level = 0; level < computeNumPyramidLevels(extent); ++level) {
             auto const valueOf = [&](long long c, Vector const& p) {
                 if (auto const value = stored(level, c, p)) return *value;
-                double sum = 0;
+                double plain = 0, weighed = 0, weight = 0;
                 for (Vector const q :
-                     {Vector(0), Vector(1, 0, 0), Vector(0, 1, 0), Vector(1, 1, 0)})
-                    sum += valueAt(level - 1, c, p * Vector(2, 2, 1) + q);
-                return toStored(type, sum / 4);
+                     {Vector(0), Vector(1, 0, 0), Vector(0, 1, 0), Vector(1, 1, 0)}) {
+                    Vector const at = p * Vector(2, 2, 1) + q;
+                    double const value = valueAt(level - 1, c, at);
+                    double const w = std::max(valueAt(level - 1, alpha, at), 0.0);
+                    plain += value;
+                    weighed += w > 0 ? value * w : 0;
+                    weight += w;
+                }
+                bool const isWeighed = alpha >= 0 && c != alpha && weight > 0;
+                return toStored(type, isWeighed ? weighed / weight : plain / 4);
             };
             levels_.push_back(pixelByPixel(numChannels, Box(extentOf(level)), valueOf));
         }
@@ -261,17 +269,20 @@ public:
     /// What a file of those pages holds. A page that is smaller than its level ends in zeros.
     /// The last page is of the last slice.
     explicit Reference(std::vector<Page> const& pages)
-        : Reference(pages[0].type, pages[0].getNumChannels(),
-                    {pages[0].width, pages[0].height, pages.back().slice + 1},
-                    [&](long long level, long long c, Vector p) -> std::optional<double> {
-                        for (Page const& page : pages)
-                            if (page.level == level && page.slice == p.z) return page.seenAt(c, p);
-                        return std::nullopt;
-                    }) {}
+        : Reference(
+              pages[0].type, pages[0].getNumChannels(),
+              {pages[0].width, pages[0].height, pages.back().slice + 1},
+              [&](long long level, long long c, Vector p) -> std::optional<double> {
+                  for (Page const& page : pages)
+                      if (page.level == level && page.slice == p.z) return page.seenAt(c, p);
+                  return std::nullopt;
+              },
+              pages[0].has(TIFFTAG_EXTRASAMPLES, EXTRASAMPLE_UNASSALPHA) ? pages[0].samples - 1
+                                                                         : -1) {}
 
     [[nodiscard]] double valueAt(long long level, long long c, Vector const& p) const {
         Vector const extent = extentOf(level);
-        if (!Box(extent).contains(p)) return 0.0;
+        if (!Box(extent).contains(p) || c < 0) return 0.0;
         auto const index = c * extent.prod() + p.dot(extent.getStrides());
         return levels_[static_cast<std::size_t>(level)][static_cast<std::size_t>(index)];
     }

@@ -5,6 +5,7 @@
 #include "read/MetadataReader.h"
 #include "read/PageDecoder.h"
 #include "read/PyramidLayout.h"
+#include "samples/MeanRule.h"
 #include "samples/Samples.h"
 #include "storage/blocks/BlockCache.h"
 #include "storage/files/File.h"
@@ -85,6 +86,7 @@ public:
           allChannels_(static_cast<std::size_t>(layout_.getNumChannels())),
           metadata_(detail::readMetadata(directories_, layout_)),
           facts_(detail::readFacts(directories_, layout_, metadata_.image)),
+          means_(makeMeans()),
           decoder_(file_),
           cache_(options.budget) {
         std::iota(allChannels_.begin(), allChannels_.end(), 0);
@@ -254,6 +256,20 @@ private:
         return {tiff, directories_, selection, options.strict, path_.substr(slash + 1)};
     }
 
+    /// How the channels of one page become those of its coarser levels.
+    [[nodiscard]] detail::MeanRule makeMeans() const {
+        Metadata page;
+        page.noData = metadata_.image.noData;
+        page.colourModel = metadata_.image.colourModel;
+        if (page.noData || !first_.opacity.empty() || page.colourModel == ColourModel::Classes) {
+            page.channels.resize(static_cast<std::size_t>(first_.numChannels));
+        }
+        for (auto const& [channel, kind] : first_.opacity) {
+            page.channels[static_cast<std::size_t>(channel)].alpha = kind;
+        }
+        return detail::makeMeanRule(page);
+    }
+
     /// Slices of one size may still be cut into different tiles or strips.
     [[nodiscard]] Grid gridOf(long long levelIndex, PyramidLayout::Level const& level,
                               long long pageIndex) const {
@@ -320,20 +336,30 @@ private:
                long long firstRow, long long count) {
         auto const width = below.endColumn - below.firstColumn;
         auto const plane = width * 2 * count;
-        std::vector<T> samples(static_cast<std::size_t>(plane) * channels.size());
-        visitRows<T>(below, channels, [&](long long c, Rows<T> const& rows) {
+        // Where channels are apart, opacity comes along with those that it weighs.
+        std::vector<long long> used(channels.begin(), channels.end());
+        auto const isWeighed = [&](long long c) { return means_.isWeighed(c); };
+        bool const weighs = std::any_of(used.begin(), used.end(), isWeighed);
+        auto const alpha = std::find(used.begin(), used.end(), means_.alphaChannel) - used.begin();
+        if (weighs && alpha == std::ssize(used)) used.push_back(means_.alphaChannel);
+        std::vector<T> samples(static_cast<std::size_t>(plane) * used.size());
+        visitRows<T>(below, used, [&](long long c, Rows<T> const& rows) {
             copyRows(rows,
                      samples.data() + c * plane + (rows.y - below.firstRow) * width + rows.x -
                          below.firstColumn,
                      width);
         });
         auto* const out = reinterpret_cast<T*>(block.samples.data());
+        detail::RowHalver<T> const halver(means_);
         for (long long c = 0; c < std::ssize(channels); ++c) {
             for (long long y = 0; y < count; ++y) {
                 T const* const upper = samples.data() + c * plane + 2 * y * width;
-                detail::halveRows(upper, upper + width,
+                T const* const opacity =
+                    weighs ? samples.data() + alpha * plane + 2 * y * width : upper;
+                halver.halvePlane(channels[static_cast<std::size_t>(c)], upper, upper + width,
+                                  {opacity, opacity + width, 1},
                                   out + (c * block.height + firstRow + y) * block.width,
-                                  block.width, 1);
+                                  block.width);
             }
         }
     }
@@ -347,6 +373,7 @@ private:
     std::vector<long long> allChannels_;
     detail::ToldMetadata metadata_;
     detail::Facts facts_;
+    detail::MeanRule means_;
     detail::PageDecoder decoder_;
     BlockCache cache_;
     std::atomic<CancellationChecker*> checker_{nullptr};

@@ -4,6 +4,7 @@
 #include "write/TiffSink.h"
 
 #include <quivo/image/Image.h>
+#include <quivo/metadata/Metadata.h>
 #include <quivo/samples/ReadSamples.h>
 #include <quivo/samples/SampleSource.h>
 
@@ -78,6 +79,7 @@ void TiffWriter::beginWriting(DownsampleOrProxy* image, CancellationChecker*) {
     pyramid.numThreads = numThreads_ > 0 ? numThreads_ : std::max(1, numProcessors);
     auto* const samples = findSampleSource(*srcImage);
     if (samples && samples->getStoredType() == pyramid.tile.sampleType) pyramid.samples = samples;
+    pyramid.means = detail::makeMeanRule(getMetadata(*srcImage));
     if (tileExtent.z != 1) throw std::runtime_error(filename + ": tiles must be one slice deep");
     plan.check();
     session_ =
