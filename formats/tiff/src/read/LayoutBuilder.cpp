@@ -291,6 +291,9 @@ void LayoutBuilder::placeSubDirectories() {
                 list("", name + ": " + sketch.getSizeText() + ", " + why);
             } else if (levels[level].pages.size() == i) {
                 levels[level].pages.push_back(std::move(*parsed));
+            } else {
+                list("", name + ": " + sketch.getSizeText() +
+                             ", a level that another one is, or that not all slices have");
             }
         }
     }
@@ -379,7 +382,8 @@ std::string LayoutBuilder::describe(std::size_t index) const {
     if (!page.kind.empty()) return size + ", " + page.kind;
     bool const isFull = page.isSizedLike(table_.pages[basePages_[0]]);
     if (selection_.page > 0) return size;
-    return size + (isFull ? ", reduced from another page" : ", another size");
+    if (!isFull) return size + ", another size";
+    return size + (page.isReduced ? ", reduced from another page" : ", no plane of the image");
 }
 
 void LayoutBuilder::listOthers() {

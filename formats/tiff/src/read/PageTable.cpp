@@ -73,9 +73,11 @@ PageSketch makePageSketch(DirectoryReader& directories, Directory const& directo
         if (lens == -1) page.kind = "macro";
         if (lens == -2) page.kind = "map";
     }
-    constexpr std::uint64_t mostBytes = mostSubDirectories * 8;
-    if (auto const entry = directories.load(directory, TIFFTAG_SUBIFD, mostBytes)) {
-        for (std::uint64_t i = 0; i < entry->count; ++i) {
+    if (auto const* const place = directory.find(TIFFTAG_SUBIFD)) {
+        auto first = *place;
+        first.count = std::min(first.count, mostSubDirectories);
+        auto const entry = directories.load(first);
+        for (std::uint64_t i = 0; entry && i < entry->count; ++i) {
             if (auto const offset = entry->getUnsigned(i)) page.subDirectories.push_back(*offset);
         }
     }
