@@ -86,10 +86,13 @@ void LayoutBuilder::placeBase(std::string const& fileName) {
 std::optional<PageInfo> LayoutBuilder::parse(PageSketch const& sketch, std::string& reason) {
     try {
         tiff_.check(TIFFSetSubDirectory(tiff_.get(), sketch.directory) != 0, "damaged directory");
-        PageInfo page(tiff_);
+        PageInfo page(tiff_, selection_.indices);
         tiff_.check(true, "damaged directory");
         reason = page.unsupported;
-        if (reason.empty()) return page;
+        if (reason.empty()) {
+            setFill(page, sketch);
+            return page;
+        }
     } catch (std::runtime_error const& error) {
         if (tiff_.getStream().error != 0) throw;  // of the system, not of the page
         reason = error.what();
@@ -115,9 +118,10 @@ void LayoutBuilder::shiftPlane(PageInfo& page, std::size_t index, std::uint64_t 
     auto const directory = directories_.read(table_.pages[index].directory);
     auto const offset =
         directory ? directories_.getUnsigned(*directory, TIFFTAG_STRIPOFFSETS) : std::nullopt;
-    auto const bytes = static_cast<std::uint64_t>(page.width * page.height * page.storedSamples *
-                                                  getSampleBytes(page.storedType));
-    page.shift = {offset.value_or(0), offset.value_or(0) + bytes, skip * bytes};
+    auto const begin = static_cast<long long>(offset.value_or(0));
+    auto const bytes =
+        page.getDecodedRowBytes(page.storedWidth) * page.storedHeight * page.getNumPlanes();
+    page.shift = {begin, begin + bytes, static_cast<long long>(skip) * bytes};
 }
 
 bool LayoutBuilder::placeStack() {
@@ -168,18 +172,34 @@ bool LayoutBuilder::placeStack() {
     return true;
 }
 
-void LayoutBuilder::readNoData() {
-    PageInfo const& first = layout_.levels[0].pages[0];
-    auto const directory = directories_.read(first.directory);
-    if (!directory) return;
-    auto value = parseDecimal(directories_.getText(*directory, noDataTag, 256));
-    if (value && first.sampleType == SampleType::F32 && std::isfinite(*value)) {
+/// What pixels without a value have, as it is stored; nothing where no pixel can have it.
+void LayoutBuilder::setFill(PageInfo& page, PageSketch const& sketch) {
+    auto const directory =
+        sketch.hasNoData ? directories_.read(sketch.directory) : std::optional<Directory>();
+    // Levels often do not repeat it.
+    auto value =
+        directory ? parseDecimal(directories_.getText(*directory, noDataTag, 256)) : layout_.noData;
+    if (!value) return;
+    bool const isFloat = !isInteger(page.storedType);
+    if (page.storedType == SampleType::F32 && std::isfinite(*value)) {
         // It is told with other digits than the pixels have.
         constexpr double most = std::numeric_limits<float>::max();
         value = double{static_cast<float>(std::clamp(*value, -most, most))};
     }
-    bool const isAsStored = first.presentation == Presentation::AsStored;
-    if (isAsStored) layout_.noData = value;
+    if (layout_.levels[0].pages.empty()) layout_.noData = value;
+    auto const range = getDefaultValueRange(page.storedType);
+    bool const isStorable =
+        *value >= range.min && *value <= range.max && *value == std::floor(*value);
+    if (isFloat || isStorable) page.fill = value;
+}
+
+/// No-data as delivered.
+void LayoutBuilder::readNoData() {
+    PageInfo const& first = layout_.levels[0].pages[0];
+    bool const isOneValue = first.presentation == Presentation::AsStored ||
+                            first.presentation == Presentation::Inverted;
+    if (!isOneValue) layout_.noData.reset();
+    if (layout_.noData && first.fill) layout_.noData = first.getDeliveredFill(0);
 }
 
 long long LayoutBuilder::findSelected() const {
@@ -353,7 +373,61 @@ void LayoutBuilder::placeChain() {
     }
 }
 
-void LayoutBuilder::placeMasks() {}
+/// Masks of all pages of a level, in their order: in a sub-directory of each, or among the pages of
+/// the chain of that size. Nothing where one is missing or does not fit.
+bool LayoutBuilder::placeMasksOf(std::size_t level) {
+    auto pages = layout_.levels[level].pages;
+    std::vector<std::size_t> inChain;
+    auto const first = selection_.page > 0 ? basePages_[0] + 1 : 0;
+    auto const& base = table_.pages[basePages_[0]];
+    for (std::size_t i = first; i < table_.pages.size(); ++i) {
+        auto const& page = table_.pages[i];
+        bool const isFull = page.isSizedLike(base) && !page.isMask && !page.isReduced;
+        if (selection_.page > 0 && isFull) break;
+        bool const isWanted = page.isMask && !fates_[i].isUsed && page.width == pages[0].width &&
+                              page.height == pages[0].height;
+        if (isWanted) inChain.push_back(i);
+    }
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+        std::optional<PageSketch> sketch;
+        for (auto const offset : table_.pages[basePages_[i]].subDirectories) {
+            auto const directory = directories_.read(offset);
+            auto const other = directory ? makePageSketch(directories_, *directory) : PageSketch();
+            bool const isWanted =
+                other.isMask && other.width == pages[i].width && other.height == pages[i].height;
+            if (isWanted) sketch = other;
+        }
+        if (!sketch && inChain.size() == pages.size()) sketch = table_.pages[inChain[i]];
+        std::string reason;
+        auto mask = sketch ? parse(*sketch, reason) : std::nullopt;
+        if (!reason.empty()) noteTrouble("mask of " + pageName(basePages_[i]) + ": " + reason);
+        if (mask) mask->fill.reset();
+        if (!mask || !pages[i].setMask(std::make_shared<PageInfo const>(std::move(*mask)))) {
+            return false;
+        }
+    }
+    if (inChain.size() == pages.size()) {
+        for (auto const index : inChain) fates_[index].isUsed = true;
+    }
+    layout_.levels[level].pages = std::move(pages);
+    return true;
+}
+
+void LayoutBuilder::placeMasks() {
+    bool const canHave = layout_.planesPerSlice == 1 && layout_.levels[0].pages[0].shift.end == 0;
+    auto const isMask = [](PageSketch const& page) { return page.isMask; };
+    bool const hasOne = std::any_of(table_.pages.begin(), table_.pages.end(), isMask) ||
+                        !table_.pages[basePages_[0]].subDirectories.empty();
+    layout_.hasMask = canHave && hasOne && placeMasksOf(0);
+    if (!layout_.hasMask) return;
+    for (std::size_t level = 1; level < layout_.levels.size(); ++level) {
+        auto& pages = layout_.levels[level].pages;
+        if (pages.empty() || placeMasksOf(level)) continue;
+        list("", std::to_string(pages[0].width) + " x " + std::to_string(pages[0].height) +
+                     ", a level that lacks the mask");
+        pages.clear();
+    }
+}
 
 void LayoutBuilder::noteTrouble(std::string const& trouble) {
     if (isStrict_) tiff_.fail(trouble);

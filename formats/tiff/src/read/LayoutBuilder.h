@@ -37,6 +37,7 @@ private:
     [[nodiscard]] long long findSelected() const;
     bool placeStack();
     void placePlain();
+    void setFill(PageInfo& page, PageSketch const& sketch);
     void readNoData();
     PageInfo parseFirst(std::size_t page);
     /// A page parsed by libtiff; nothing, and the reason, for one that cannot be read.
@@ -46,6 +47,7 @@ private:
     [[nodiscard]] std::vector<std::size_t> findCandidates() const;
     void placeSubDirectories();
     void placeChain();
+    bool placeMasksOf(std::size_t level);
     bool fitsLevel(std::size_t level, PageInfo const& page) const;
     void noteTrouble(std::string const& trouble);
     void list(std::string selector, std::string reason);

@@ -130,6 +130,8 @@ private:
             }
             keep(property, entry->bytes);
         }
+        auto const map = directories_.load(directory_, TIFFTAG_COLORMAP);
+        if (map && page_.colourModel == ColourModel::Classes) keep("tiff:ColorMap", map->bytes);
         if (auto const profile = directories_.load(directory_, TIFFTAG_ICCPROFILE)) {
             auto const* const bytes = reinterpret_cast<std::byte const*>(profile->bytes.data());
             result_.image.colourProfile.assign(bytes, bytes + profile->bytes.size());
@@ -158,6 +160,9 @@ private:
             size[1] =
                 detail::readPixelSize(directories_, directory_, TIFFTAG_YRESOLUTION, nanometres);
         }
+        bool const swaps =
+            Turn(page_.orientation, page_.storedWidth, page_.storedHeight).swapsAxes();
+        if (swaps) std::swap(size[0], size[1]);
         auto const textOf = [](DirectoryEntry const& entry) {
             auto const [above, below] = entry.getRatio().value_or(std::pair(0.0, 0.0));
             return std::to_string(static_cast<long long>(above)) + "/" +
@@ -165,8 +170,8 @@ private:
         };
         if (x && y && x->getRatio() && y->getRatio()) {
             bool const isKnown = unit >= none && unit <= centimetre;
-            keep("tiff:Resolution",
-                 textOf(*x) + " " + textOf(*y) + " " + std::to_string(isKnown ? unit : none));
+            keep("tiff:Resolution", textOf(swaps ? *y : *x) + " " + textOf(swaps ? *x : *y) + " " +
+                                        std::to_string(isKnown ? unit : none));
         }
         if (layout_.isFirstPage) {
             for (auto const* word : {"MPP", "MicronsPerPixel"}) {

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::uint64_t mostSubDirectories = 4096;
 constexpr std::uint16_t ndpiSourceLens = 65421;
+constexpr std::uint16_t noDataTag = 42113;
 
 /// Slide scanners tell which picture is none of the slide's levels in a line of its description:
 /// "label 387x463", "Macro", "46000x32914 -> 574x768 - |AppMag = 20".
@@ -61,6 +62,7 @@ PageSketch makePageSketch(DirectoryReader& directories, Directory const& directo
     auto const kind = get(TIFFTAG_SUBFILETYPE);
     page.isReduced = (kind & FILETYPE_REDUCEDIMAGE) != 0;
     page.isMask = (kind & FILETYPE_MASK) != 0;
+    page.hasNoData = directory.find(noDataTag) != nullptr;
     if (!directory.find(TIFFTAG_SUBFILETYPE)) {
         page.isReduced = get(TIFFTAG_OSUBFILETYPE) == OFILETYPE_REDUCEDIMAGE;
     }

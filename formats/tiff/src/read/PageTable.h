@@ -19,6 +19,7 @@ struct PageSketch {
     long long numSamples = 1;
     bool isReduced = false;
     bool isMask = false;
+    bool hasNoData = false;
     /// What its description calls it, or another mark: "label", "macro", "thumbnail"; else empty.
     std::string kind;
     std::vector<std::uint64_t> subDirectories;

@@ -112,6 +112,29 @@ std::optional<Transform> findTransform(Entries const& entries) {
     return m;
 }
 
+/// From upright pixels to the world, out of that from stored ones.
+Transform turnUpright(Transform const& m, PageInfo const& page) {
+    using enum Orientation;
+    auto const way = page.orientation;
+    bool const swaps = Turn(way, page.storedWidth, page.storedHeight).swapsAxes();
+    bool const turnsX =
+        way == MirroredX || way == TurnedRound || way == Transverse || way == TurnedLeft;
+    bool const turnsY =
+        way == TurnedRound || way == MirroredY || way == TurnedRight || way == Transverse;
+    Transform out = m;
+    for (std::size_t row = 0; row < 12; row += 4) {
+        auto x = m[row];
+        auto y = m[row + 1];
+        if (turnsX) out[row + 3] += x * static_cast<double>(page.storedWidth);
+        if (turnsY) out[row + 3] += y * static_cast<double>(page.storedHeight);
+        if (turnsX) x = -x;
+        if (turnsY) y = -y;
+        out[row] = swaps ? y : x;
+        out[row + 1] = swaps ? x : y;
+    }
+    return out;
+}
+
 }  // namespace
 
 void readPlace(DirectoryReader& directories, Directory const& directory, PageInfo const& page,
@@ -122,10 +145,14 @@ void readPlace(DirectoryReader& directories, Directory const& directory, PageInf
     }
     if (entries.empty()) return;
     metadata.properties["tiff:GeoTIFF"] = packEntries(entries);
-    auto const m = findTransform(entries);
-    if (m) metadata.place = Place{*m, findSystem(entries)};
-    metadata.properties["tiff:Extent"] =
-        std::to_string(page.width) + " x " + std::to_string(page.height);
+    if (auto const m = findTransform(entries)) {
+        metadata.place = Place{turnUpright(*m, page), findSystem(entries)};
+    }
+    // Positions in the tags are those of stored pixels.
+    if (page.orientation == Orientation::Upright) {
+        metadata.properties["tiff:Extent"] =
+            std::to_string(page.width) + " x " + std::to_string(page.height);
+    }
 }
 
 }  // namespace Quivo::detail

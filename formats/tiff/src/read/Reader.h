@@ -87,7 +87,7 @@ public:
           metadata_(detail::readMetadata(directories_, layout_)),
           facts_(detail::readFacts(directories_, layout_, metadata_.image)),
           means_(makeMeans()),
-          decoder_(file_),
+          decoder_(file_, options.damage),
           cache_(options.budget) {
         std::iota(allChannels_.begin(), allChannels_.end(), 0);
     }
