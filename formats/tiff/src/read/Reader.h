@@ -14,6 +14,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
+#include <mutex>
 #include <numeric>
 #include <span>
 #include <type_traits>
@@ -105,8 +107,10 @@ public:
 
     void setCacheLimit(std::optional<std::size_t> bytes) { cache_.setLimit(bytes); }
 
-    /// By which levels are computed; before the first read.
-    void setMeans(detail::MeanRule means) { means_ = std::move(means); }
+    /// Tells by what levels are computed, asked when the first one is; before the first read.
+    void setMeans(std::function<detail::MeanRule()> makeMeans) {
+        makeMeans_ = std::move(makeMeans);
+    }
 
     /// Makes room in the cache for the blocks under `rows` rows of so many channels across the
     /// whole image.
@@ -259,6 +263,7 @@ private:
     std::shared_ptr<Block const> computeBlock(BlockKey const& key,
                                               PyramidLayout::Level const& level,
                                               BlockCache::Room& room) {
+        std::call_once(meansAreMade_, [this] { means_ = makeMeans_(); });
         Grid const grid = gridOf(key.level, level, key.slice);
         auto const channels =
             grid.isByPlane ? std::span(&key.plane, 1) : std::span(std::as_const(allChannels_));
@@ -324,6 +329,8 @@ private:
     PyramidLayout layout_;
     PageInfo const& first_;
     std::vector<long long> allChannels_;
+    std::function<detail::MeanRule()> makeMeans_;
+    std::once_flag meansAreMade_;
     detail::MeanRule means_;
     detail::PageDecoder decoder_;
     BlockCache cache_;

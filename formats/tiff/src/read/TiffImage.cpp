@@ -16,7 +16,7 @@ TiffImage::TiffImage(std::string const& path, OpenOptions const& options)
 TiffImage::TiffImage(std::string const& path, TiffSelection const& selection,
                      OpenOptions const& options)
     : reader_(std::make_unique<Reader>(path, selection, options)) {
-    reader_->setMeans(detail::makeMeanRule(TiffImage::getMetadata()));
+    reader_->setMeans([this] { return detail::makeMeanRule(TiffImage::getMetadata()); });
 }
 
 TiffImage::~TiffImage() = default;
