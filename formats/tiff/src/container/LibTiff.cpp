@@ -143,8 +143,9 @@ TiffHandle::TiffHandle(std::unique_ptr<TiffStream> stream, std::string name, cha
                               closeProc, sizeProc, mapProc, unmapProc, options.get());
     if (tiff_) return;
     // Only the first bytes tell what is no TIFF at all; any other trouble has its own message.
-    if (message_.starts_with("Not a TIFF")) message_ = "not a TIFF file";
-    check(false, "not a TIFF file, or a damaged one");
+    bool const isOther = message_.starts_with("Not a TIFF");
+    if (isOther) message_.clear();
+    check(false, isOther ? "is not a TIFF file" : "is damaged, or not a TIFF file");
 }
 
 TiffHandle::~TiffHandle() {
@@ -157,13 +158,14 @@ void TiffHandle::close() {
 }
 
 void TiffHandle::check(bool success, std::string const& otherwise) {
-    std::string text = std::exchange(message_, {});
+    std::string const said = std::exchange(message_, {});
     // libtiff goes on without the tags that it could not read.
     bool const isWhole = stream_->error == 0 && stream_->readBudget >= 0;
     if (success && isWhole) return;
+    std::string text = said.empty() ? otherwise : otherwise + " (" + said + ")";
     if (stream_->error != 0) text = std::generic_category().message(stream_->error);
     if (stream_->readBudget < 0) text = "damaged: its directories claim more than the file holds";
-    fail(text.empty() ? otherwise : text);
+    fail(text);
 }
 
 void TiffHandle::fail(std::string const& text) const {

@@ -96,7 +96,7 @@ public:
     [[nodiscard]] TiffStream& getStream() const noexcept { return *stream_; }
 
     /// Throws std::runtime_error "NAME: what went wrong" unless `success` and no read or write has
-    /// failed: what the system said, else what libtiff said first, else `otherwise`.
+    /// failed: what the system said, else `otherwise` with what libtiff said first behind it.
     void check(bool success, std::string const& otherwise);
 
     /// Throws like `check` when the codec has warned that a tile or strip is smaller than its

@@ -19,11 +19,11 @@ struct Pages {
     std::vector<PageInfo> reduced;  ///< reduced-resolution pages and SubIFDs
 };
 
-Pages readPages(TiffHandle& tiff) {
+Pages readPages(TiffHandle& tiff, bool indices) {
     Pages pages;
     std::vector<std::uint64_t> subDirectories;  // in the order of their pages, as slices are
     do {
-        PageInfo page(tiff);
+        PageInfo page(tiff, indices);
         if (page.palette && !pages.full.empty() && pages.full[0].palette &&
             *page.palette == *pages.full[0].palette) {
             page.palette = pages.full[0].palette;  // one table for all slices
@@ -41,7 +41,7 @@ Pages readPages(TiffHandle& tiff) {
     for (std::uint64_t const offset : subDirectories) {
         if (!seen.insert(offset).second) continue;
         tiff.check(TIFFSetSubDirectory(tiff.get(), offset) != 0, "damaged sub-directory");
-        PageInfo page(tiff);
+        PageInfo page(tiff, indices);
         if (!page.isMask) pages.reduced.push_back(std::move(page));
     }
     return pages;
@@ -65,8 +65,18 @@ long long findLevel(PageInfo const& page, Vector const& full, long long numLevel
 
 }  // namespace
 
-PyramidLayout::PyramidLayout(TiffHandle& tiff) {
-    auto [full, reduced] = readPages(tiff);
+PyramidLayout::PyramidLayout(TiffHandle& tiff, TiffSelection const& selection) {
+    auto [full, reduced] = readPages(tiff, selection.indices);
+    if (selection.time != 1) {
+        tiff.fail("there is no time " + std::to_string(selection.time) + ", only time 1");
+    }
+    if (selection.page > std::ssize(full)) {
+        tiff.fail("there is no page " + std::to_string(selection.page) + ", only " +
+                  (full.size() == 1 ? "page 1" : "pages 1 to " + std::to_string(full.size())));
+    }
+    if (selection.page > 0) {
+        full = {full[static_cast<std::size_t>(selection.page - 1)]};
+    }
     if (full.empty()) std::swap(full, reduced);
     if (full.empty()) tiff.fail("the file has no image");
     PageInfo const first = full.front();

@@ -3,6 +3,8 @@
 #include "container/LibTiff.h"
 #include "read/PageInfo.h"
 
+#include <quivo/tiff/TiffImage.h>
+
 #include <string>
 #include <vector>
 
@@ -23,7 +25,7 @@ struct PyramidLayout {
     /// Reads all directories of an open file.
     /// error: std::runtime_error "PATH: reason" when one is damaged, or when the main image cannot
     /// be read.
-    explicit PyramidLayout(TiffHandle& tiff);
+    PyramidLayout(TiffHandle& tiff, TiffSelection const& selection);
 
     [[nodiscard]] PageInfo const& getFirstPage() const noexcept { return levels[0].pages[0]; }
 

@@ -76,18 +76,21 @@ public:
         }
     }
 
-    Reader(std::string const& path, OpenOptions const& options)
+    Reader(std::string const& path, TiffSelection const& selection, OpenOptions const& options)
         : path_(path),
+          name_(nameOf(path, selection)),
           file_(detail::File::openForReading(path)),
-          layout_(readLayout()),
+          layout_(readLayout(selection)),
           first_(layout_.getFirstPage()),
           allChannels_(static_cast<std::size_t>(first_.numChannels)),
-          decoder_(file_),
+          decoder_(file_, options.damage),
           cache_(options.budget) {
         std::iota(allChannels_.begin(), allChannels_.end(), 0);
     }
 
     [[nodiscard]] std::string const& getPath() const noexcept { return path_; }
+    /// The path and what is selected.
+    [[nodiscard]] std::string const& getName() const noexcept { return name_; }
     [[nodiscard]] PyramidLayout const& getLayout() const noexcept { return layout_; }
     [[nodiscard]] PageInfo const& getFirst() const noexcept { return first_; }
     /// The numbers of all channels in their order.
@@ -211,12 +214,20 @@ private:
         bool isByPlane;  ///< a block holds one channel, else all
     };
 
-    PyramidLayout readLayout() {
+    static std::string nameOf(std::string const& path, TiffSelection const& selection) {
+        std::string name = path;
+        if (selection.page > 0) name += "#" + std::to_string(selection.page);
+        if (selection.time != 1) name += "#t=" + std::to_string(selection.time);
+        if (selection.indices) name += "#indices";
+        return name;
+    }
+
+    PyramidLayout readLayout(TiffSelection const& selection) {
         auto stream = std::make_unique<detail::FileReadStream>(file_, false);
         // Tags may point to the same bytes over and over again: an honest file does so rarely.
         stream->readBudget = 4 * std::min(file_->getSize(), 1LL << 60) + (64LL << 20);
-        detail::TiffHandle tiff(std::move(stream), path_, "rcOm");
-        return PyramidLayout(tiff);
+        detail::TiffHandle tiff(std::move(stream), name_, "rcOm");
+        return PyramidLayout(tiff, selection);
     }
 
     /// Slices of one size may still be cut into different tiles or strips.
@@ -313,6 +324,7 @@ private:
     }
 
     std::string path_;
+    std::string name_;
     std::shared_ptr<detail::File const> file_;
     PyramidLayout layout_;
     PageInfo const& first_;

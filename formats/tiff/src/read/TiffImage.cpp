@@ -11,13 +11,17 @@ namespace Quivo {
 TiffImage::TiffImage(std::string const& path) : TiffImage(path, OpenOptions()) {}
 
 TiffImage::TiffImage(std::string const& path, OpenOptions const& options)
-    : reader_(std::make_unique<Reader>(path, options)) {
+    : TiffImage(path, TiffSelection(), options) {}
+
+TiffImage::TiffImage(std::string const& path, TiffSelection const& selection,
+                     OpenOptions const& options)
+    : reader_(std::make_unique<Reader>(path, selection, options)) {
     reader_->setMeans([this] { return detail::makeMeanRule(TiffImage::getMetadata()); });
 }
 
 TiffImage::~TiffImage() = default;
 
-std::string TiffImage::getURL() const { return reader_->getPath(); }
+std::string TiffImage::getURL() const { return reader_->getName(); }
 
 Vector TiffImage::getExtent(long long level) const {
     auto const* const found = reader_->findLevel(level);
