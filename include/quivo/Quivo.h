@@ -24,6 +24,7 @@
 #include <quivo/filters/ScaleFilter.h>
 #include <quivo/filters/SliceFilter.h>
 #include <quivo/filters/SubImageFilter.h>
+#include <quivo/filters/WeighedDownsampleFilter.h>
 #include <quivo/image/BufferImage.h>
 #include <quivo/image/ChannelNames.h>
 #include <quivo/image/DisplayView.h>

@@ -47,10 +47,7 @@ void ArbitraryDownsampleFilter::openRegion(double* dst, long long level, Box con
     long long const numChannels = getSource()->getNumChannels();
     if (region.isEmpty() || numChannels < 1) return;
     checkCancelled();
-    Box const srcRegion(Vector(detail::firstSourceOf(region.min.x, scaleFactor_),
-                               detail::firstSourceOf(region.min.y, scaleFactor_), region.min.z),
-                        Vector(detail::lastSourceOf(region.max.x, scaleFactor_),
-                               detail::lastSourceOf(region.max.y, scaleFactor_), region.max.z));
+    Box const srcRegion = detail::sourceOf(region, scaleFactor_);
     auto const count = detail::elementCount(srcRegion, numChannels, sizeof(double));
     auto const columns = detail::AreaWeights::ofPixels(region.min.x, region.max.x, scaleFactor_);
     auto const rows = detail::AreaWeights::ofPixels(region.min.y, region.max.y, scaleFactor_);

@@ -34,6 +34,13 @@ long long lastSourceOf(long long pixel, double factor) noexcept {
     return truncated((static_cast<double>(pixel) + 1.0) / factor);
 }
 
+Box sourceOf(Box const& region, double factor) noexcept {
+    return {Vector(firstSourceOf(region.min.x, factor), firstSourceOf(region.min.y, factor),
+                   region.min.z),
+            Vector(lastSourceOf(region.max.x, factor), lastSourceOf(region.max.y, factor),
+                   region.max.z)};
+}
+
 AreaWeights::AreaWeights(long long numPixels) : pixels_(static_cast<std::size_t>(numPixels)) {}
 
 void AreaWeights::makeRoom(long long maxSources) {

@@ -3,6 +3,8 @@
 // Means of areas that begin and end anywhere: which source pixels are under a destination pixel,
 // and the walk over planes. The sums themselves are kernels.
 
+#include <quivo/core/Box.h>
+
 #include "kernels/WeightedSum.h"
 
 #include <vector>
@@ -13,6 +15,9 @@ namespace Quivo::detail {
 /// and trunc((pixel + 1) / factor), as far as 64 bits go.
 [[nodiscard]] long long firstSourceOf(long long pixel, double factor) noexcept;
 [[nodiscard]] long long lastSourceOf(long long pixel, double factor) noexcept;
+
+/// The source pixels that a region of destination pixels uses.
+[[nodiscard]] Box sourceOf(Box const& region, double factor) noexcept;
 
 /// Which source pixels make up each of a run of destination pixels along one axis, and with what
 /// weight: computed once per column and row, not per pixel.

@@ -6,10 +6,10 @@
 #include <quivo/chains/ReadPlan.h>
 #include <quivo/chains/Text.h>
 #include <quivo/core/Levels.h>
-#include <quivo/filters/ArbitraryDownsampleFilter.h>
 #include <quivo/filters/PiecewiseFilter.h>
 #include <quivo/filters/SliceFilter.h>
 #include <quivo/filters/SubImageFilter.h>
+#include <quivo/filters/WeighedDownsampleFilter.h>
 #include <quivo/tiles/CachedImage.h>
 
 #include <algorithm>
@@ -116,7 +116,7 @@ void Selection::build(std::optional<Vector> const& cacheTile, long long cacheSiz
     if (box_) add<SubImageFilter>(*box_, baseLevel_);
     if (slice_) add<SliceFilter>(*slice_);
     if (!factor_) return;
-    add<ArbitraryDownsampleFilter>(*factor_);
+    add<WeighedDownsampleFilter>(*factor_);
     long long const side = ReadPlan::getPieceSide(*factor_);
     add<PiecewiseFilter>(Vector(side, side, 1));
 }
