@@ -119,7 +119,9 @@ void Presenter::turnOver(T* row) const {
         constexpr int width = 8 * static_cast<int>(sizeof(T));
         auto all = static_cast<Raw>(~Raw{0});
         if (std::is_unsigned_v<T>) all = static_cast<Raw>(all >> (width - page_.bits));
-        for (long long x = 0; x < block_.width; ++x) row[x] = static_cast<T>(row[x] ^ all);
+        for (long long x = 0; x < block_.width; ++x) {
+            row[x] = static_cast<T>(static_cast<Raw>(row[x]) ^ all);
+        }
     }
 }
 
