@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace Quivo::detail {
 
@@ -73,6 +74,36 @@ bool File::write(void const* data, std::size_t size, long long position) const n
     };
     auto const* bytes = static_cast<std::byte const*>(data);
     return transferAll(writeSome, bytes, size, position) == static_cast<long long>(size);
+}
+
+bool File::copyFrom(File const& other, long long from, long long size, long long position) const {
+    // Within the kernel where it can; not every file system can.
+    while (size > 0) {
+        auto source = static_cast<off64_t>(from);
+        auto target = static_cast<off64_t>(position);
+        auto const part = std::min(static_cast<std::size_t>(size), maxTransfer);
+        auto const moved =
+            ::copy_file_range(other.descriptor_, &source, descriptor_, &target, part, 0);
+        if (moved < 0 && errno == EINTR) continue;
+        if (moved <= 0) break;
+        from += moved;
+        position += moved;
+        size -= moved;
+    }
+    if (size <= 0) return true;
+    constexpr long long bufferBytes = 4 << 20;
+    std::vector<std::byte> buffer(static_cast<std::size_t>(bufferBytes));
+    while (size > 0) {
+        auto const part = static_cast<std::size_t>(std::min(size, bufferBytes));
+        errno = 0;
+        auto const got = other.read(buffer.data(), part, from);
+        if (got != static_cast<long long>(part)) return false;
+        if (!write(buffer.data(), part, position)) return false;
+        from += got;
+        position += got;
+        size -= got;
+    }
+    return true;
 }
 
 bool File::finish() noexcept {

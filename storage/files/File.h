@@ -31,6 +31,10 @@ public:
     /// Writes all `size` bytes at `position`; false on failure (errno).
     bool write(void const* data, std::size_t size, long long position) const noexcept;
 
+    /// Copies `size` bytes of another file from `from` to `position`, which no one else reads
+    /// meanwhile; false on failure (errno), also where the other file has fewer.
+    bool copyFrom(File const& other, long long from, long long size, long long position) const;
+
     /// Closes the file as far as its contents are concerned: some file systems report a full disk
     /// only then. Nothing is read or written any more; a lock lasts as long as the object. Returns
     /// false on failure (errno).

@@ -1,6 +1,7 @@
 #include "write/TileCodec.h"
 
 #include <array>
+#include <bit>
 #include <limits>
 
 namespace Quivo::detail {
@@ -10,8 +11,22 @@ namespace {
 constexpr int subsampledBelowQuality = 90;
 // One below libtiff's own: a sixth less time for a thousandth more bytes of photographs.
 constexpr int deflateLevel = 5;
+std::array<float, 6> referenceBlackWhite{0, 255, 128, 255, 128, 255};
 
-std::uint16_t toTag(TiffCompression compression) {
+}  // namespace
+
+std::size_t TileFormat::getWorstBytes() const noexcept {
+    // Codecs that fall back to storing cost a few bytes per block; LZW writes up to 12 bits for 8
+    // of noise, and JPEG of noise can outgrow its source.
+    bool const canGrow =
+        compression == TiffCompression::Lzw || compression == TiffCompression::Jpeg;
+    auto const bytes = getTileBytes();
+    return 1024 + (canGrow ? 2 * bytes : bytes + bytes / 64);
+}
+
+int TileFormat::getColourStep() const noexcept { return quality < subsampledBelowQuality ? 2 : 1; }
+
+std::uint16_t TileFormat::getCompressionTag() const noexcept {
     switch (compression) {
         case TiffCompression::None:
             return COMPRESSION_NONE;
@@ -27,56 +42,21 @@ std::uint16_t toTag(TiffCompression compression) {
     return COMPRESSION_NONE;
 }
 
-std::uint16_t toFormatTag(SampleType type) {
-    return isInteger(type) ? SAMPLEFORMAT_UINT : SAMPLEFORMAT_IEEEFP;
+std::uint16_t TileFormat::getSampleFormatTag() const noexcept {
+    if (!isInteger(sampleType)) return SAMPLEFORMAT_IEEEFP;
+    return getDefaultValueRange(sampleType).min < 0 ? SAMPLEFORMAT_INT : SAMPLEFORMAT_UINT;
 }
 
-}  // namespace
-
-std::size_t TileFormat::getWorstBytes() const noexcept {
-    // Codecs that fall back to storing cost a few bytes per block; LZW writes up to 12 bits for 8
-    // of noise, and JPEG of noise can outgrow its source.
-    bool const canGrow =
-        compression == TiffCompression::Lzw || compression == TiffCompression::Jpeg;
-    auto const bytes = getTileBytes();
-    return 1024 + (canGrow ? 2 * bytes : bytes + bytes / 64);
-}
-
-void TileFormat::setTags(TiffHandle& tiff) const {
-    auto const channels = static_cast<std::uint16_t>(numChannels);
-    tiff.set(TIFFTAG_TILEWIDTH, static_cast<std::uint32_t>(width));
-    tiff.set(TIFFTAG_TILELENGTH, static_cast<std::uint32_t>(height));
-    tiff.set(TIFFTAG_BITSPERSAMPLE, 8 * getSampleBytes(sampleType));
-    tiff.set(TIFFTAG_SAMPLEFORMAT, int{toFormatTag(sampleType)});
-    tiff.set(TIFFTAG_SAMPLESPERPIXEL, int{channels});
-    tiff.set(TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    tiff.set(TIFFTAG_COMPRESSION, int{toTag(compression)});
-    bool const isColour = numChannels == 3 || numChannels == 4;
-    tiff.set(TIFFTAG_PHOTOMETRIC, isYCbCr()  ? PHOTOMETRIC_YCBCR
-                                  : isColour ? PHOTOMETRIC_RGB
-                                             : PHOTOMETRIC_MINISBLACK);
-    if (numChannels == 4) {
-        std::uint16_t const alpha = EXTRASAMPLE_UNASSALPHA;
-        tiff.set(TIFFTAG_EXTRASAMPLES, 1, &alpha);
-    } else if (numChannels != 3 && numChannels > 1) {
-        std::vector<std::uint16_t> const extra(channels - std::size_t{1}, EXTRASAMPLE_UNSPECIFIED);
-        tiff.set(TIFFTAG_EXTRASAMPLES, channels - 1, extra.data());
-    }
-    if (isYCbCr()) {
-        int const step = quality < subsampledBelowQuality ? 2 : 1;
-        tiff.set(TIFFTAG_YCBCRSUBSAMPLING, step, step);
-        std::array<float, 6> range{0, 255, 128, 255, 128, 255};
-        tiff.set(TIFFTAG_REFERENCEBLACKWHITE, range.data());
-    }
-    if (compression == TiffCompression::Deflate || compression == TiffCompression::Zstd) {
-        bool const isFloat = toFormatTag(sampleType) == SAMPLEFORMAT_IEEEFP;
-        tiff.set(TIFFTAG_PREDICTOR, isFloat ? PREDICTOR_FLOATINGPOINT : PREDICTOR_HORIZONTAL);
-    }
+std::uint16_t TileFormat::getPredictorTag() const noexcept {
+    bool const hasOne =
+        compression == TiffCompression::Deflate || compression == TiffCompression::Zstd;
+    if (!hasOne) return 0;
+    return isInteger(sampleType) ? PREDICTOR_HORIZONTAL : PREDICTOR_FLOATINGPOINT;
 }
 
 TileCodec::TileCodec(TileFormat const& format, std::string name)
     : format_(format), name_(std::move(name)) {
-    if (!TIFFIsCODECConfigured(toTag(format.compression))) {
+    if (!TIFFIsCODECConfigured(format.getCompressionTag())) {
         throw std::runtime_error(name_ + ": the installed libtiff cannot write this compression");
     }
     if (format.compression != TiffCompression::Jpeg) return;
@@ -93,10 +73,24 @@ TileCodec::TileCodec(TileFormat const& format, std::string name)
 }
 
 std::unique_ptr<TiffHandle> TileCodec::openInMemory() const {
-    auto tiff = std::make_unique<TiffHandle>(std::make_unique<MemoryStream>(), name_, "w8");
+    auto tiff = std::make_unique<TiffHandle>(std::make_unique<MemoryStream>(), name_, "w8l");
     tiff->set(TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(format_.width));
     tiff->set(TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(format_.height));
-    format_.setTags(*tiff);
+    tiff->set(TIFFTAG_TILEWIDTH, static_cast<std::uint32_t>(format_.width));
+    tiff->set(TIFFTAG_TILELENGTH, static_cast<std::uint32_t>(format_.height));
+    tiff->set(TIFFTAG_BITSPERSAMPLE, 8 * getSampleBytes(format_.sampleType));
+    tiff->set(TIFFTAG_SAMPLEFORMAT, int{format_.getSampleFormatTag()});
+    tiff->set(TIFFTAG_SAMPLESPERPIXEL, static_cast<int>(format_.numChannels));
+    tiff->set(TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    tiff->set(TIFFTAG_COMPRESSION, int{format_.getCompressionTag()});
+    tiff->set(TIFFTAG_PHOTOMETRIC, format_.isYCbCr() ? PHOTOMETRIC_YCBCR : PHOTOMETRIC_MINISBLACK);
+    if (format_.isYCbCr()) {
+        tiff->set(TIFFTAG_YCBCRSUBSAMPLING, format_.getColourStep(), format_.getColourStep());
+        tiff->set(TIFFTAG_REFERENCEBLACKWHITE, referenceBlackWhite.data());
+    }
+    if (auto const predictor = format_.getPredictorTag()) {
+        tiff->set(TIFFTAG_PREDICTOR, int{predictor});
+    }
     if (format_.compression == TiffCompression::Deflate) {
         tiff->set(TIFFTAG_ZIPQUALITY, deflateLevel);
     }
@@ -108,7 +102,8 @@ std::unique_ptr<TiffHandle> TileCodec::openInMemory() const {
 }
 
 Bytes TileCodec::encode(Bytes samples) const {
-    if (format_.compression == TiffCompression::None) return samples;
+    bool const isAsInMemory = std::endian::native == std::endian::little;
+    if (format_.compression == TiffCompression::None && isAsInMemory) return samples;
     auto const tiff = openInMemory();
     auto const written =
         TIFFWriteEncodedTile(tiff->get(), 0, samples.data(), static_cast<tmsize_t>(samples.size()));
@@ -120,13 +115,6 @@ Bytes TileCodec::encode(Bytes samples) const {
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-static-cast-downcast)
     auto const& bytes = static_cast<MemoryStream&>(tiff->getStream()).bytes;
     return Bytes(bytes.begin() + offset, bytes.begin() + offset + size);
-}
-
-void TileCodec::setPageTags(TiffHandle& tiff) const {
-    format_.setTags(tiff);
-    if (jpegTables_.empty()) return;
-    tiff.set(TIFFTAG_JPEGTABLES, static_cast<std::uint32_t>(jpegTables_.size()),
-             jpegTables_.data());
 }
 
 }  // namespace Quivo::detail

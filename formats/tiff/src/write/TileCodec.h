@@ -7,27 +7,35 @@
 #include <quivo/samples/SampleType.h>
 #include <quivo/tiff/TiffWriter.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
 namespace Quivo::detail {
 
-/// How the tiles of a file are stored. Plain value.
+/// How the tiles of a file are stored: of one channel each where they are planar. Plain value.
 struct TileFormat : TileShape {
     TiffCompression compression = TiffCompression::Deflate;
     int quality = 90;
+    bool isPicture = false;  ///< red, green and blue
 
     /// The most that one encoded tile can take.
     [[nodiscard]] std::size_t getWorstBytes() const noexcept;
 
     /// Colour stored as YCbCr, and whether at half the resolution.
     [[nodiscard]] bool isYCbCr() const noexcept {
-        return compression == TiffCompression::Jpeg && numChannels == 3;
+        return compression == TiffCompression::Jpeg && isPicture;
     }
+    /// Pixels of colour for which one is stored, along each axis.
+    [[nodiscard]] int getColourStep() const noexcept;
 
-    /// Sets the tags that say how samples and tiles are laid out and compressed; the size of the
-    /// image is the caller's.
-    void setTags(TiffHandle& tiff) const;
+    /// As TIFF numbers them.
+    ///@{
+    [[nodiscard]] std::uint16_t getCompressionTag() const noexcept;
+    [[nodiscard]] std::uint16_t getSampleFormatTag() const noexcept;
+    /// 0 where the compression has none.
+    [[nodiscard]] std::uint16_t getPredictorTag() const noexcept;
+    ///@}
 };
 
 /// Encodes one tile at a time without touching the file: what is compressed goes through a TIFF of
@@ -45,8 +53,8 @@ public:
     /// error: std::runtime_error "NAME: reason".
     [[nodiscard]] Bytes encode(Bytes samples) const;
 
-    /// Sets all tags of a page whose tiles come from `encode`.
-    void setPageTags(TiffHandle& tiff) const;
+    /// What stands once for all tiles; empty but for JPEG.
+    [[nodiscard]] Bytes const& getJpegTables() const noexcept { return jpegTables_; }
 
 private:
     [[nodiscard]] std::unique_ptr<TiffHandle> openInMemory() const;

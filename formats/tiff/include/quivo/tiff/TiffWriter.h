@@ -1,5 +1,6 @@
 #pragma once
 
+#include <quivo/metadata/Metadata.h>
 #include <quivo/samples/SampleType.h>
 #include <quivo/writer/ImageWriter.h>
 
@@ -12,18 +13,36 @@ namespace Quivo {
 
 namespace detail {
 class PyramidSession;
-}
+}  // namespace detail
 
 /// How tiles are packed: without loss, except for `Jpeg`. `Zstd` is there where libtiff has it.
 enum class TiffCompression { None, Lzw, Deflate, Zstd, Jpeg };
 
-/// Writes an image as one tiled pyramid TIFF: first the pages of level 0 (one per slice), then
-/// those of every further level of the source, marked as reduced resolution.
+/// How the pages of a file are arranged, and who reads it best.
+enum class TiffLayout {
+    /// A pyramid of one slice is a chain of pages, the coarser ones marked as reduced, as every
+    /// reader of pyramids knows it. With several slices the chain has the slices, and the levels of
+    /// each are sub-directories of its page.
+    Plain,
+    /// OME-TIFF, for microscopy: OME-XML, a page for every channel of every slice (one for all
+    /// channels of a colour picture), levels as sub-directories.
+    Ome,
+    /// Cloud Optimized GeoTIFF, for reading in parts over a network: directories first, then the
+    /// tiles of coarser levels, then those of level 0. One slice.
+    Cog
+};
+
+/// Writes an image as one tiled pyramid TIFF.
 ///
 /// Values are rounded half up to integer sample types and clamped to their range, never wrapped.
-/// One channel is written as MinIsBlack, three as RGB, four as RGB with unassociated alpha, any
-/// other number as MinIsBlack with extra samples. The file becomes a BigTIFF when it could exceed
-/// 4 GB. Its bytes depend neither on the number of threads nor on timing.
+/// The image's metadata say what the channels are: colours, opacity, classes, or nothing in
+/// particular, which is MinIsBlack with extra samples. With them go the colour profile, the size of
+/// a pixel, description, date, XMP, EXIF, IPTC, the place on the earth, the no-data value and
+/// names; what stood in tags of a source is written byte for byte while it still says what the
+/// metadata say. JPEG stores a picture of red, green and blue as such, the channels of all others
+/// apart, so that none bleeds into another. The file becomes a BigTIFF when it could exceed 4 GB.
+/// Its bytes depend neither on the number of threads nor on timing. Tiles are never larger than
+/// level 0, rounded up to multiples of 16.
 ///
 /// With `setUseSrcImagePyramid(false)` only level 0 is read from the source, once; every further
 /// level is the 2 x 2 mean of the values stored in the one before (taken before any lossy codec),
@@ -61,12 +80,25 @@ public:
     /// (4:2:0) below 90.
     void setQuality(int quality) noexcept;
 
-    /// The type of the stored samples: `U8`, `U16`, `U32`, `F32` or `F64`. Without this call it is
-    /// `chooseSampleType` of the source's value range.
+    /// The type of the stored samples. Without this call it is that in which the source has its
+    /// samples, where it has any (`findSampleSource`), otherwise `chooseSampleType` of its value
+    /// range.
     void setSampleType(SampleType type) noexcept;
 
-    /// The names of the channels, in their order, stored with level 0 (as GDAL's band descriptions,
-    /// tag 42112); empty ones and those that are missing are not stored. None at first.
+    /// How pages are arranged; `Plain` at first.
+    void setLayout(TiffLayout layout) noexcept;
+
+    /// What the numbers mean, instead of what the source says (`getMetadata`); entries of channels
+    /// are added or dropped to fit the source.
+    void setMetadata(Metadata metadata);
+
+    /// Whether all is left out that may name people: description, dates, XMP, EXIF, IPTC, the texts
+    /// of cameras and programs, names of slices. Colour profile, place, no-data value, size of a
+    /// pixel and names of channels stay. Not at first.
+    void setStrip(bool strips) noexcept;
+
+    /// Names of channels, in their order, instead of those in the metadata; empty ones and those
+    /// that are missing leave them as they are. None at first.
     void setChannelNames(std::vector<std::string> names);
 
     /// The number of threads that encode; 0 (as at first) means one per processor, 1 means that the
@@ -83,6 +115,10 @@ public:
     /// path of the target when the target is what failed; what the source threw is passed on.
     [[nodiscard]] std::string const& getFailure() const noexcept;
 
+    /// What the file of the last write does not hold of the metadata, each as a user would say it
+    /// ("the display windows of the channels"); known as soon as `beginWriting` has returned.
+    [[nodiscard]] std::vector<std::string> const& getLosses() const noexcept;
+
     bool isReady() override;
     /// As the base class, and keeps the outcome.
     void writeImage(ProgressMonitor* monitor, CancellationChecker* checker) override;
@@ -93,8 +129,10 @@ public:
     /// 2 GB and more.
     /// error: no pixels, a side of 2^32 and more, 2^32 tiles in one page, channels not in 1 ...
     /// 65535.
-    /// error: a signed sample type; JPEG of anything but u8 with 1 or 3 channels; a quality not in
-    /// 1 ... 100; a compression that the installed libtiff cannot write.
+    /// error: JPEG of anything but u8; a quality not in 1 ... 100; a compression that the installed
+    /// libtiff cannot write.
+    /// error: OME-TIFF of 64-bit integers or 16-bit floats; a Cloud Optimized GeoTIFF of several
+    /// slices or with tile sides above 1024.
     /// error: a level that is not half of the one before while levels are to be computed.
     /// error: more names than channels.
     /// error: a target that cannot be created, that is there and no regular file, or that is there
@@ -111,11 +149,15 @@ private:
     int quality_ = 90;
     std::optional<SampleType> sampleType_;
     std::vector<std::string> channelNames_;
+    TiffLayout layout_ = TiffLayout::Plain;
+    std::optional<Metadata> metadata_;
+    bool strips_ = false;
     int numThreads_ = 0;
     bool replaces_ = true;
     std::unique_ptr<detail::PyramidSession> session_;
     Outcome outcome_ = Outcome::NotRun;
     std::string failure_;
+    std::vector<std::string> losses_;
 };
 
 }  // namespace Quivo

@@ -1,0 +1,313 @@
+#include "write/MetadataTags.h"
+
+#include "container/GdalMetadata.h"
+#include "container/LibTiff.h"
+#include "write/ColourTags.h"
+#include "write/GeoTags.h"
+#include "write/OmeXml.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <optional>
+#include <string_view>
+
+namespace Quivo::detail {
+
+namespace {
+
+constexpr std::uint16_t gdalMetadataTag = 42112, gdalNoDataTag = 42113;
+
+std::string const* find(Metadata const& metadata, char const* name) {
+    auto const found = metadata.properties.find(name);
+    bool const hasOne = found != metadata.properties.end() && !found->second.empty();
+    return hasOne ? &found->second : nullptr;
+}
+
+/// A date of TIFF, "2026:11:24 00:30:00", as ISO 8601 has it, and back; empty for what is none.
+///@{
+std::string toIso(std::string_view date) {
+    date = date.substr(0, date.find('\0'));
+    std::string text(date);
+    if (text.size() != 19 || text[4] != ':' || text[7] != ':' || text[10] != ' ') return {};
+    text[4] = text[7] = '-';
+    text[10] = 'T';
+    return text;
+}
+
+std::string fromIso(std::string_view date) {
+    std::string text(date.substr(0, 19));
+    if (text.size() != 19 || text[4] != '-' || text[7] != '-' || text[10] != 'T') return {};
+    text[4] = text[7] = ':';
+    text[10] = ' ';
+    return text;
+}
+///@}
+
+/// A number of GDAL's: also with spaces around it and a comma in it.
+std::optional<double> parseNumber(std::string_view text) {
+    std::string clean(text.substr(0, text.find('\0')));
+    std::replace(clean.begin(), clean.end(), ',', '.');
+    auto const first = clean.find_first_not_of(" \t\r\n+");
+    if (first == std::string::npos) return std::nullopt;
+    auto const last = clean.find_last_not_of(" \t\r\n");
+    double value = 0;
+    auto const [rest, error] =
+        std::from_chars(clean.data() + first, clean.data() + last + 1, value);
+    if (error != std::errc() || rest != clean.data() + last + 1) return std::nullopt;
+    return value;
+}
+
+bool areEqual(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
+
+/// Fractions and unit of a text "XNUM/XDEN YNUM/YDEN UNIT".
+struct Resolution {
+    std::array<std::array<std::uint32_t, 2>, 2> perUnit{};
+    unsigned unit = 0;
+
+    [[nodiscard]] double getPixelSize(std::size_t axis) const {
+        double const nanometres = unit == RESUNIT_INCH         ? 25.4e6
+                                  : unit == RESUNIT_CENTIMETER ? 1e7
+                                                               : 0;
+        auto const& [numerator, denominator] = perUnit[axis];
+        return numerator == 0 ? 0 : nanometres * double(denominator) / double(numerator);
+    }
+};
+
+std::optional<Resolution> parseResolution(std::string const& text) {
+    Resolution r;
+    auto& [x, y] = r.perUnit;
+    int const count =
+        std::sscanf(text.c_str(), "%u/%u %u/%u %u", &x[0], &x[1], &y[0], &y[1], &r.unit);
+    return count == 5 ? std::optional(r) : std::nullopt;
+}
+
+}  // namespace
+
+MetadataTags::MetadataTags(Metadata const& metadata, WrittenShape const& shape) {
+    addDescription(metadata, shape);
+    addTexts(metadata, shape);
+    addDate(metadata);
+    addBlocks(metadata);
+    addGeoTags(metadata, shape.extent, first_, losses_);
+    addChannels(metadata, shape);
+    addNoData(metadata);
+    readResolution(metadata);
+}
+
+void MetadataTags::addDescription(Metadata const& metadata, WrittenShape const& shape) {
+    // What says which page is which plane is only true as long as the pages are the same.
+    struct {
+        char const* property;
+        bool (*isTrue)(std::string const&, long long, WrittenShape const&);
+        char const* loss;
+    } const structured[] = {
+        {"ome:XML", isOmeXmlTrue, "the OME-XML"},
+        {"imagej:Description", isImageJTrue, "ImageJ's description of the planes"},
+    };
+    auto const numChannels = std::ssize(metadata.channels);
+    if (shape.layout == TiffLayout::Ome) {
+        first_.addText(TIFFTAG_IMAGEDESCRIPTION, makeOmeXml(metadata, shape));
+        if (metadata.noData) losses_.emplace_back("the no-data value, for readers of OME-XML");
+        return;
+    }
+    for (auto const& [property, isTrue, loss] : structured) {
+        auto const* const text = find(metadata, property);
+        if (!text) continue;
+        if (isTrue(*text, numChannels, shape)) {
+            first_.addText(TIFFTAG_IMAGEDESCRIPTION, *text);
+        } else {
+            losses_.push_back(std::string(loss) +
+                              ", which no longer fits (--layout ome writes a new one)");
+        }
+    }
+    if (!metadata.description.empty()) {
+        first_.addText(TIFFTAG_IMAGEDESCRIPTION, metadata.description);
+    }
+}
+
+void MetadataTags::addTexts(Metadata const& metadata, WrittenShape const&) {
+    std::pair<char const*, std::uint16_t> const texts[] = {
+        {"tiff:DocumentName", TIFFTAG_DOCUMENTNAME},
+        {"tiff:Make", TIFFTAG_MAKE},
+        {"tiff:Model", TIFFTAG_MODEL},
+        {"tiff:Artist", TIFFTAG_ARTIST},
+        {"tiff:HostComputer", TIFFTAG_HOSTCOMPUTER},
+        {"tiff:Copyright", TIFFTAG_COPYRIGHT},
+    };
+    for (auto const& [property, tag] : texts) {
+        if (auto const* const text = find(metadata, property)) first_.addText(tag, *text);
+    }
+}
+
+void MetadataTags::addDate(Metadata const& metadata) {
+    auto const* const raw = find(metadata, "tiff:DateTime");
+    auto const told = raw ? toIso(*raw) : std::string();
+    if (raw && (told.empty() || told == metadata.date)) {
+        first_.addText(TIFFTAG_DATETIME, *raw);
+    } else if (auto const date = fromIso(metadata.date); !date.empty()) {
+        first_.addText(TIFFTAG_DATETIME, date);
+    } else if (!metadata.date.empty()) {
+        losses_.push_back("the date " + metadata.date);
+    }
+}
+
+void MetadataTags::addBlocks(Metadata const& metadata) {
+    struct {
+        char const* property;
+        std::uint16_t tag, type;
+    } const blocks[] = {
+        {"tiff:XMP", TIFFTAG_XMLPACKET, TIFF_BYTE},
+        {"tiff:IPTC", TIFFTAG_RICHTIFFIPTC, TIFF_UNDEFINED},
+        {"tiff:Photoshop", TIFFTAG_PHOTOSHOP, TIFF_BYTE},
+    };
+    for (auto const& [property, tag, type] : blocks) {
+        if (auto const* const bytes = find(metadata, property)) first_.add(tag, type, *bytes);
+    }
+    if (!metadata.colourProfile.empty()) {
+        auto const* const bytes = reinterpret_cast<char const*>(metadata.colourProfile.data());
+        first_.add(TIFFTAG_ICCPROFILE, TIFF_UNDEFINED, {bytes, metadata.colourProfile.size()});
+    }
+    // What points elsewhere in the file that it came from leads nowhere in this one.
+    constexpr std::uint16_t interoperabilityTag = 40965;
+    std::pair<char const*, std::uint16_t> const directories[] = {{"tiff:EXIF", TIFFTAG_EXIFIFD},
+                                                                 {"tiff:GPS", TIFFTAG_GPSIFD}};
+    for (auto const& [property, tag] : directories) {
+        auto const* const packed = find(metadata, property);
+        if (!packed) continue;
+        TagList entries;
+        for (auto& entry : unpackEntries(*packed)) {
+            bool const points = entry.tag == interoperabilityTag || entry.type == TIFF_IFD ||
+                                entry.type == TIFF_IFD8;
+            if (!points) entries.add(std::move(entry));
+        }
+        if (!entries.getEntries().empty()) directories_.emplace_back(tag, std::move(entries));
+    }
+}
+
+void MetadataTags::addChannels(Metadata const& metadata, WrittenShape const& shape) {
+    auto const colours = chooseColours(metadata, shape.sampleType);
+    losses_.insert(losses_.end(), colours.losses.begin(), colours.losses.end());
+    GdalMetadata wanted;
+    auto const implied = getImpliedNames(metadata);
+    bool isImplied = true, hasColours = false, hasWindows = false;
+    for (std::size_t c = 0; c < implied.size(); ++c) {
+        auto const& channel = metadata.channels[c];
+        wanted.channels.push_back({channel.name, {}});
+        for (auto const& item : channel.properties) {
+            if (item.first.starts_with("gdal:")) wanted.channels.back().items.insert(item);
+        }
+        isImplied = isImplied && (channel.name.empty() || channel.name == implied[c]);
+        hasColours = hasColours || channel.colour.has_value();
+        hasWindows = hasWindows || channel.window.has_value();
+    }
+    for (auto const& item : metadata.properties) {
+        if (item.first.starts_with("gdal:")) wanted.items.insert(item);
+    }
+    auto const isOme = shape.layout == TiffLayout::Ome;
+    if (hasColours && !isOme) {
+        losses_.emplace_back("the colours of the channels (--layout ome keeps them)");
+    }
+    if (hasWindows) losses_.emplace_back("the display windows of the channels");
+    if (auto const* const raw = find(metadata, "tiff:GDALMetadata")) {
+        auto told = parseGdalMetadata(*raw, std::ssize(metadata.channels));
+        // A name may be told, or what goes without saying.
+        for (std::size_t c = 0; c < implied.size(); ++c) {
+            auto& name = told.channels[c].name;
+            if (name.empty() && wanted.channels[c].name == implied[c]) name = implied[c];
+        }
+        if (told == wanted) {
+            first_.addText(gdalMetadataTag, *raw);
+            return;
+        }
+    }
+    if (isImplied) {
+        for (auto& channel : wanted.channels) channel.name.clear();
+    }
+    auto const xml = toGdalXml(wanted);
+    if (!xml.empty()) first_.addText(gdalMetadataTag, xml);
+}
+
+void MetadataTags::addNoData(Metadata const& metadata) {
+    if (!metadata.noData) return;
+    auto const* const raw = find(metadata, "tiff:GDALNoData");
+    auto const told = raw ? parseNumber(*raw) : std::nullopt;
+    if (told && areEqual(*told, *metadata.noData)) {
+        every_.addText(gdalNoDataTag, *raw);
+        return;
+    }
+    char text[32];
+    auto const end = std::to_chars(text, text + sizeof(text), *metadata.noData).ptr;
+    every_.addText(gdalNoDataTag, std::string_view(text, static_cast<std::size_t>(end - text)));
+}
+
+void MetadataTags::readResolution(Metadata const& metadata) {
+    auto const& size = metadata.pixelSize;
+    auto const* const text = find(metadata, "tiff:Resolution");
+    auto const raw = text ? parseResolution(*text) : std::nullopt;
+    auto const isStill = [&](std::size_t axis) {
+        // Readers may have gone through floats of 32 bits.
+        return std::abs(raw->getPixelSize(axis) - size[axis]) <= 1e-6 * size[axis];
+    };
+    if (raw && isStill(0) && isStill(1)) {
+        resolution_ = raw->perUnit;
+        resolutionUnit_ = static_cast<std::uint16_t>(raw->unit);
+        return;
+    }
+    if (!(size[0] > 0 && size[1] > 0)) return;
+    constexpr double nanometresPerCentimetre = 1e7;
+    resolution_ = {toRational(nanometresPerCentimetre / size[0]),
+                   toRational(nanometresPerCentimetre / size[1])};
+    resolutionUnit_ = RESUNIT_CENTIMETER;
+    bool const isNear = resolution_[0][1] > 0 && resolution_[1][1] > 0;
+    if (!isNear) losses_.emplace_back("the size of a pixel");
+    if (!isNear) resolutionUnit_ = 0;
+}
+
+TagList MetadataTags::makeResolution(long long level) const {
+    TagList tags;
+    bool const hasLength = resolutionUnit_ == RESUNIT_INCH || resolutionUnit_ == RESUNIT_CENTIMETER;
+    if (resolutionUnit_ == 0 || (level > 0 && !hasLength)) return tags;
+    auto scaled = resolution_;
+    for (auto& [numerator, denominator] : scaled) {
+        for (long long i = 0; i < level; ++i) {
+            if (denominator <= std::numeric_limits<std::uint32_t>::max() / 2) {
+                denominator *= 2;
+            } else {
+                numerator /= 2;
+            }
+        }
+    }
+    tags.addRationals(TIFFTAG_XRESOLUTION, {&scaled[0], 1});
+    tags.addRationals(TIFFTAG_YRESOLUTION, {&scaled[1], 1});
+    tags.addShort(TIFFTAG_RESOLUTIONUNIT, resolutionUnit_);
+    return tags;
+}
+
+std::uint64_t MetadataTags::countBytes() const noexcept {
+    auto sum = first_.getValueBytes();
+    for (auto const& directory : directories_) sum += directory.second.getValueBytes();
+    return sum;
+}
+
+Metadata withoutPeople(Metadata metadata) {
+    static constexpr std::array<std::string_view, 6> kept{"tiff:Resolution", "tiff:GeoTIFF",
+                                                          "tiff:Extent",     "tiff:ColorMap",
+                                                          "tiff:GDALNoData", "tiff:InkNames"};
+    static constexpr std::array<std::string_view, 3> keptOfChannels{"gdal:UNITTYPE", "gdal:SCALE",
+                                                                    "gdal:OFFSET"};
+    auto const keep = [](auto& properties, auto const& names) {
+        std::erase_if(properties, [&](auto const& property) {
+            return std::find(names.begin(), names.end(), property.first) == names.end();
+        });
+    };
+    metadata.description.clear();
+    metadata.date.clear();
+    keep(metadata.properties, kept);
+    for (auto& channel : metadata.channels) keep(channel.properties, keptOfChannels);
+    return metadata;
+}
+
+}  // namespace Quivo::detail
