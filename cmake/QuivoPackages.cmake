@@ -99,8 +99,9 @@ quivo_library_package(Synthetic "computed images of any size for QuivoCore"
 "QuivoSynthetic has images that need no file: every pixel is computed when it
 is read." "")
 quivo_library_package(Display "pictures of very large images for QuivoCore"
-"QuivoDisplay mixes channels to colours, finds display windows by histograms,
-and encodes PNG and JPEG." "libpng-dev, libjpeg-dev")
+"QuivoDisplay mixes channels to colours, turns colours of inks and of the eye
+into those of a screen, finds display windows by histograms, and encodes PNG
+and JPEG." "libpng-dev, libjpeg-dev, liblcms2-dev")
 set(chains_formats synthetic)
 if(TARGET QuivoTiff)
   list(APPEND chains_formats tiff)

@@ -12,7 +12,7 @@
 set -euo pipefail
 
 purpose=${1:-}
-packages=(g++ cmake ninja-build libtiff-dev libpugixml-dev libpng-dev libjpeg62-turbo-dev
+packages=(g++ cmake ninja-build libtiff-dev libpugixml-dev libpng-dev libjpeg62-turbo-dev liblcms2-dev
     libcli11-dev nlohmann-json3-dev)
 case $purpose in
     demo) ;;

@@ -53,16 +53,19 @@ Colour convertCmykToRgb(double cyan, double magenta, double yellow, double black
             (1.0 - clampToUnit(yellow)) * light};
 }
 
-Colour convertLabToRgb(double lightness, double a, double b, WhitePoint const& white) noexcept {
-    double const fy = (lightness + 16.0) / 116.0;
-    Triple const xyz{getLight(fy + a / 500.0) * white.x, getLight(fy) * white.y,
-                     getLight(fy - b / 200.0) * white.z};
-    Triple cones = toCones * xyz;
+Colour convertXyzToRgb(double x, double y, double z, WhitePoint const& white) noexcept {
+    Triple cones = toCones * Triple{x, y, z};
     Triple const from = toCones * Triple{white.x, white.y, white.z};
     Triple const to = toCones * Triple{whiteD65.x, whiteD65.y, whiteD65.z};
     for (std::size_t i = 0; i < 3; ++i) cones[i] *= to[i] / from[i];
     Triple const linear = toScreen * (fromCones * cones);
     return {encode(linear[0]), encode(linear[1]), encode(linear[2])};
+}
+
+Colour convertLabToRgb(double lightness, double a, double b, WhitePoint const& white) noexcept {
+    double const fy = (lightness + 16.0) / 116.0;
+    return convertXyzToRgb(getLight(fy + a / 500.0) * white.x, getLight(fy) * white.y,
+                           getLight(fy - b / 200.0) * white.z, white);
 }
 
 }  // namespace Quivo

@@ -93,14 +93,7 @@ void MixedImage::openRegion(double* dst, long long level, Box const& region) {
             readSamples(*getSource(), values.data(), SampleType::F64, level, piece, indices);
         }
         mixChannels(values.data(), count, channels_, mixed.data());
-        Vector const to = piece.min - region.min;
-        double const* src = mixed.data();
-        for (long long c = 0; c < 3; ++c) {
-            for (long long y = 0; y < size.y; ++y, src += size.x) {
-                long long const row = (c * extent.z + to.z) * extent.y + to.y + y;
-                std::copy_n(src, size.x, dst + row * extent.x + to.x);
-            }
-        }
+        detail::copyPiece(mixed.data(), 3, size, piece.min - region.min, dst, extent);
     });
 }
 

@@ -26,4 +26,15 @@ void forEachPiece(Box const& region, long long numChannels, Handler handle) {
     });
 }
 
+/// Copies `numChannels` planes of `size` to the place `to` of planes of `extent`.
+inline void copyPiece(double const* src, long long numChannels, Vector const& size,
+                      Vector const& to, double* dst, Vector const& extent) noexcept {
+    for (long long c = 0; c < numChannels; ++c) {
+        for (long long y = 0; y < size.y; ++y, src += size.x) {
+            long long const row = (c * extent.z + to.z) * extent.y + to.y + y;
+            std::copy_n(src, size.x, dst + row * extent.x + to.x);
+        }
+    }
+}
+
 }  // namespace Quivo::detail

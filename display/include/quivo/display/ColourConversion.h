@@ -22,6 +22,9 @@ inline constexpr WhitePoint whiteD50{0.9642, 1.0, 0.8249};
 /// Daylight of the screen (IEC 61966-2-1).
 inline constexpr WhitePoint whiteD65{0.9505, 1.0, 1.0890};
 
+/// Of every wavelength the same: the white of logarithmic luminances (LogLuv).
+inline constexpr WhitePoint whiteE{1.0, 1.0, 1.0};
+
 /// Four inks, each in 0 (none) ... 1 (full), what lies outside clamped: every ink takes its part of
 /// one light away, and black of all three. So red = (1 - cyan) * (1 - black), and likewise green
 /// and blue with magenta and yellow. Real inks are duller.
@@ -36,5 +39,10 @@ inline constexpr WhitePoint whiteD65{0.9505, 1.0, 1.0890};
 /// linear light and to the curve of the screen by IEC 61966-2-1. NaN gives black.
 [[nodiscard]] QUIVO_API Colour convertLabToRgb(double lightness, double a, double b,
                                                WhitePoint const& white = whiteD50) noexcept;
+
+/// CIE X, Y and Z, as the light of the screen with 1 as its white: likewise, from the white on.
+/// What is brighter is clamped.
+[[nodiscard]] QUIVO_API Colour convertXyzToRgb(double x, double y, double z,
+                                               WhitePoint const& white = whiteE) noexcept;
 
 }  // namespace Quivo
