@@ -9,9 +9,11 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 
@@ -32,8 +34,32 @@ bool isTiff(std::span<std::byte const> begin) noexcept {
 }
 
 #if QUIVO_CHAINS_WITH_TIFF
+/// A number from 1 on.
+std::optional<long long> parseOrdinal(std::string_view text) {
+    long long number = 0;
+    char const* const end = text.data() + text.size();
+    auto const [rest, error] = std::from_chars(text.data(), end, number);
+    bool const isNumber = error == std::errc() && rest == end && number >= 1;
+    return isNumber ? std::optional(number) : std::nullopt;
+}
+
 std::unique_ptr<Image> openTiff(std::string const& input, OpenOptions const& options) {
-    return std::make_unique<TiffImage>(input, options);
+    auto const [path, selectors] = splitInputName(input);
+    TiffSelection selection;
+    for (std::string_view const selector : selectors) {
+        bool const isTime = selector.starts_with("t=");
+        auto const number = parseOrdinal(isTime ? selector.substr(2) : selector);
+        if (number) {
+            (isTime ? selection.time : selection.page) = *number;
+        } else if (selector == "indices") {
+            selection.indices = true;
+        } else {
+            throw std::runtime_error(input + ": \"#" + std::string(selector) +
+                                     "\" selects nothing: pages are selected as in #7, times as in "
+                                     "#t=3, class numbers by #indices");
+        }
+    }
+    return std::make_unique<TiffImage>(path, selection, options);
 }
 
 std::unique_ptr<ImageWriter> createTiff() { return std::make_unique<TiffWriter>(); }
@@ -103,21 +129,43 @@ Format const* findFormatOfPath(std::string_view path) {
     });
 }
 
+InputName splitInputName(std::string const& input) {
+    std::error_code none;
+    InputName name{input, {}};
+    if (std::filesystem::exists(input, none)) return name;
+    for (auto end = input.rfind('#'); end != std::string::npos && end > 0;
+         end = input.rfind('#', end - 1)) {
+        auto path = input.substr(0, end);
+        auto const status = std::filesystem::status(path, none);
+        if (!exists(status) || is_directory(status)) continue;
+        name.path = std::move(path);
+        std::string_view rest = std::string_view(input).substr(end + 1);
+        for (auto next = rest.find('#'); next != std::string_view::npos; next = rest.find('#')) {
+            name.selectors.emplace_back(rest.substr(0, next));
+            rest.remove_prefix(next + 1);
+        }
+        name.selectors.emplace_back(rest);
+        break;
+    }
+    return name;
+}
+
 Format const* findFormat(std::string const& input) {
     auto const* const computed = findIf([&](Format const& format) {
         return !format.prefix.empty() && input.starts_with(format.prefix);
     });
     if (computed) return computed;
+    auto const path = splitInputName(input).path;
     std::error_code none;
-    if (std::filesystem::is_regular_file(input, none)) {
+    if (std::filesystem::is_regular_file(path, none)) {
         std::array<char, numSniffedBytes> begin{};
-        std::ifstream file(input, std::ios::binary);
+        std::ifstream file(path, std::ios::binary);
         file.read(begin.data(), begin.size());
         auto const size = static_cast<std::size_t>(file.gcount());
         auto const* const found = findFormatOfBytes(std::as_bytes(std::span(begin).first(size)));
         if (found) return found;
     }
-    return findFormatOfPath(input);
+    return findFormatOfPath(path);
 }
 
 std::unique_ptr<Image> openImage(std::string const& input, OpenOptions const& options) {

@@ -47,6 +47,33 @@ TEST_F(Formats, AreKnownByPrefixThenContentThenSuffix) {
     EXPECT_EQ(findFormat(getPath("pipe")), nullptr);
 }
 
+TEST_F(Formats, SelectorsFollowThePathOfAFile) {
+    auto const file = write("a.tif", "II*"), odd = write("b#1", ""), long1 = write("b#1#2", "");
+    struct {
+        std::string input, file;
+        std::vector<std::string> selectors;
+        char const* reason;
+    } const cases[] = {{file, file, {}, "nothing selected"},
+                       {file + "#7", file, {"7"}, "a page"},
+                       {file + "#7#t=3#indices", file, {"7", "t=3", "indices"}, "several"},
+                       {file + "#", file, {""}, "an empty one"},
+                       {odd, odd, {}, "a file of that name"},
+                       {odd + "#7", odd, {"7"}, "of a file with such a name"},
+                       {long1 + "#7", long1, {"7"}, "the longest that is there"},
+                       {folder + "#7", folder + "#7", {}, "folders have no pages"},
+                       {"#7", "#7", {}, "no file at all"}};
+    for (auto const& [input, expected, selectors, reason] : cases) {
+        auto const name = splitInputName(input);
+        EXPECT_EQ(name.path, expected) << reason;
+        EXPECT_EQ(name.selectors, selectors) << reason;
+    }
+    EXPECT_EQ(findFormat(file + "#7")->name, "TIFF");
+    for (auto const* bad : {"#0", "#-1", "#x", "#", "#t=0", "#t=", "#99999999999999999999"}) {
+        auto const error = errorOf([&] { (void)openImage(file + bad); });
+        EXPECT_TRUE(error.starts_with(file + bad + ": ")) << error;
+    }
+}
+
 TEST_F(Formats, OpenOrSayWhyNot) {
     EXPECT_EQ(openImage("mandelbrot:70x50")->getExtent(0), Vector(70, 50, 1));
     for (std::string const& input : {std::string("mandelbrot:7x"), std::string("mandelbrot:0x1"),

@@ -74,6 +74,10 @@ long long FileReadStream::readAt(void* data, std::size_t size, long long from) {
     if (from < 0 || from >= file_->getSize()) return 0;
     readBudget -= std::min(static_cast<long long>(size), file_->getSize() - from);
     if (readBudget < 0) return -1;
+    if (from < shiftEnd_ && from >= shiftBegin_) {
+        size = std::min(size, static_cast<std::size_t>(shiftEnd_ - from));
+        from += shiftBy_;
+    }
     auto const moved = file_->read(data, size, from);
     if (moved < 0 && error == 0) error = errno;
     return moved;
@@ -91,6 +95,12 @@ std::byte* FileReadStream::map() {
         if (base != MAP_FAILED) mapping_ = static_cast<std::byte*>(base);
     }
     return mapping_;
+}
+
+void FileReadStream::shift(long long begin, long long end, long long by) noexcept {
+    shiftBegin_ = begin;
+    shiftEnd_ = end;
+    shiftBy_ = by;
 }
 
 void FileReadStream::releasePages() noexcept {
@@ -143,8 +153,9 @@ TiffHandle::TiffHandle(std::unique_ptr<TiffStream> stream, std::string name, cha
                               closeProc, sizeProc, mapProc, unmapProc, options.get());
     if (tiff_) return;
     // Only the first bytes tell what is no TIFF at all; any other trouble has its own message.
-    if (message_.starts_with("Not a TIFF")) message_ = "not a TIFF file";
-    check(false, "not a TIFF file, or a damaged one");
+    bool const isOther = message_.starts_with("Not a TIFF");
+    if (isOther) message_.clear();
+    check(false, isOther ? "is not a TIFF file" : "is damaged, or not a TIFF file");
 }
 
 TiffHandle::~TiffHandle() {
@@ -157,13 +168,14 @@ void TiffHandle::close() {
 }
 
 void TiffHandle::check(bool success, std::string const& otherwise) {
-    std::string text = std::exchange(message_, {});
+    std::string const said = std::exchange(message_, {});
     // libtiff goes on without the tags that it could not read.
     bool const isWhole = stream_->error == 0 && stream_->readBudget >= 0;
     if (success && isWhole) return;
+    std::string text = said.empty() ? otherwise : otherwise + " (" + said + ")";
     if (stream_->error != 0) text = std::generic_category().message(stream_->error);
     if (stream_->readBudget < 0) text = "damaged: its directories claim more than the file holds";
-    fail(text.empty() ? otherwise : text);
+    fail(text);
 }
 
 void TiffHandle::fail(std::string const& text) const {

@@ -1,87 +1,63 @@
 #pragma once
 
-#include "container/LibTiff.h"
 #include "read/PageInfo.h"
+#include "read/PieceDecoder.h"
+#include "read/RecentBlocks.h"
 #include "storage/blocks/BlockCache.h"
+#include "storage/files/File.h"
 
 #include <quivo/util/Cancellation.h>
+#include <quivo/util/DamageLog.h>
 
-#include <condition_variable>
+#include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <utility>
-#include <vector>
 
 namespace Quivo::detail {
 
-/// Asks an image's own checker, which may be null, and those of the scopes that the thread is in.
-inline void checkCancelled(CancellationChecker* checker) {
-    if (checker) checker->checkCancelled();
-    Quivo::checkCancelled();
-}
-
-/// Decodes the blocks of a file's pages with as many TIFF handles as there are threads reading.
-/// Locked inside; any thread.
+/// Delivers the blocks of a file's pages: upright, and with what their masks say. Locked inside;
+/// any thread.
 class PageDecoder {
 public:
-    explicit PageDecoder(std::shared_ptr<File const> file) : file_(std::move(file)) {}
+    /// `log` may be null.
+    PageDecoder(std::shared_ptr<File const> file, std::shared_ptr<DamageLog> log)
+        : pieces_(std::move(file), std::move(log)) {}
 
     /// The block under `key`, in the page's grid of `blockWidth` x `blockHeight` blocks, cut to the
-    /// page: one plane of it, or all channels, see `PageInfo::isDecodedByPlane`. Its memory is
-    /// taken from `room`. A block that takes long asks `checker`, which may be null, and the
-    /// thread's scopes.
-    /// error: std::runtime_error "PATH: reason" when it is damaged; later reads are not affected.
+    /// page: one channel of it, or all, see `PageInfo::isDecodedByPlane`. Its memory is taken from
+    /// `room`. A block that takes long asks `checker`, which may be null, and the thread's scopes.
+    /// error: std::runtime_error "PATH: reason" when it is damaged, unless that is logged; later
+    /// reads are not affected.
     /// error: std::bad_alloc, and what the checkers throw.
     std::shared_ptr<Block const> decode(PageInfo const& page, BlockKey const& key,
                                         BlockCache::Room& room, CancellationChecker* checker);
 
 private:
-    struct OpenPage {
-        std::uint64_t directory;
-        std::unique_ptr<TiffHandle> tiff;
-    };
-    /// A handle that reads one plane of a page row by row.
-    struct RowReader {
-        std::unique_ptr<TiffHandle> tiff;
-        FileReadStream* stream = nullptr;
-        long long nextRow = 0;
-    };
+    using TakeRoom = PieceDecoder::TakeRoom;
 
-    std::unique_ptr<TiffHandle> open(PageInfo const& page, bool mapped, FileReadStream** stream);
-    OpenPage takeHandle(PageInfo const& page);
-    void giveBack(OpenPage handle);
-
-    void decodeStored(PageInfo const& page, TiffHandle& tiff, BlockKey const& key, Block& block);
-    void decodeConverted(PageInfo const& page, TiffHandle& tiff, BlockKey const& key, Block& block);
-    void decodeRows(PageInfo const& page, BlockKey const& key, Block& block,
-                    CancellationChecker* checker);
-    RowReader& getRowReader(PageInfo const& page, long long plane);
-    void readRows(PageInfo const& page, long long plane, long long firstRow, Block& block,
+    std::shared_ptr<Block> decodeUpright(PageInfo const& page, BlockKey const& key,
+                                         TakeRoom const& takeRoom, CancellationChecker* checker);
+    /// Puts a block together of the stored pieces under it.
+    void assemble(PageInfo const& page, PixelRect const& upright, long long plane, Block& block,
                   CancellationChecker* checker);
+    /// The same out of a copy of the whole page in a file, which is made first.
+    void copyFromScratch(PageInfo const& page, PixelRect const& upright, long long plane,
+                         Block& block, CancellationChecker* checker);
+    std::shared_ptr<File const> getScratch(PageInfo const& page, long long plane,
+                                           CancellationChecker* checker);
+    std::shared_ptr<Block const> getPiece(PageInfo const& page, BlockKey const& key,
+                                          CancellationChecker* checker);
+    /// The values of a mask under a block.
+    Bytes readMask(PageInfo const& mask, PixelRect const& upright, CancellationChecker* checker);
+    void applyMask(PageInfo const& page, PixelRect const& upright, long long plane, Block& block,
+                   CancellationChecker* checker);
 
-    /// The turn at the row readers, for one scope. Who waits for it asks to be cancelled.
-    class RowTurn {
-    public:
-        RowTurn(PageDecoder& decoder, CancellationChecker* checker);
-        RowTurn(RowTurn const&) = delete;
-        RowTurn& operator=(RowTurn const&) = delete;
-        ~RowTurn();
-
-    private:
-        PageDecoder& decoder_;
-    };
-
-    std::shared_ptr<File const> file_;
-    /// Guards the idle handles; a leaf, held for a few instructions.
-    std::mutex handlesMutex_;
-    std::vector<OpenPage> idleHandles_;
-    /// Guards whose turn it is; a leaf, held for a few instructions. The turn itself lasts for a
-    /// read and guards the row readers; blocks of `BlockCache` are decoded in it, no lock is held.
-    std::mutex turnMutex_;
-    std::condition_variable turnEnded_;
-    bool isTurnTaken_ = false;
-    std::map<std::pair<std::uint64_t, long long>, RowReader> rowReaders_;  // by directory, plane
+    PieceDecoder pieces_;
+    RecentBlocks recent_;
+    Turnstile scratchTurn_;
+    /// By directory and plane; guarded by the turn.
+    std::map<std::pair<std::uint64_t, long long>, std::shared_ptr<File const>> scratch_;
 };
 
 }  // namespace Quivo::detail

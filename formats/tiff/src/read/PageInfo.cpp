@@ -1,7 +1,10 @@
 #include "read/PageInfo.h"
 
+#include "read/Presenter.h"
+
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <string_view>
 
 namespace Quivo::detail {
@@ -12,6 +15,10 @@ namespace {
 constexpr long long wantedBlockBytes = 2 << 20;
 /// Decoded bytes of all planes of a strip above which they are read row by row.
 constexpr long long largestStripBlockBytes = 256LL << 20;
+/// Bytes of a page that is turned upright as one block.
+constexpr long long largestTurnedPage = 16LL << 20;
+/// The edge of the blocks of a larger one, out of a scratch file.
+constexpr long long scratchBlockEdge = 512;
 
 /// The most that decoding may claim to make of a file: more than any codec's honest ratio, and
 /// enough for small files with tiles of a single colour.
@@ -39,26 +46,36 @@ long long maxRatioOf(std::uint16_t compression) {
 
 }  // namespace
 
-PageInfo::PageInfo(TiffHandle& tiff) {
+PageInfo::PageInfo(TiffHandle& tiff, bool indices) {
     directory = TIFFCurrentDirOffset(tiff.get());
     auto const kind = tiff.getDefaulted<std::uint32_t>(TIFFTAG_SUBFILETYPE);
     isReduced = (kind & FILETYPE_REDUCEDIMAGE) != 0;
     isMask = (kind & FILETYPE_MASK) != 0;
-    width = tiff.getOr<std::uint32_t>(TIFFTAG_IMAGEWIDTH, 0);
-    height = tiff.getOr<std::uint32_t>(TIFFTAG_IMAGELENGTH, 0);
+    width = storedWidth = tiff.getOr<std::uint32_t>(TIFFTAG_IMAGEWIDTH, 0);
+    height = storedHeight = tiff.getOr<std::uint32_t>(TIFFTAG_IMAGELENGTH, 0);
     storedSamples = tiff.getDefaulted<std::uint16_t>(TIFFTAG_SAMPLESPERPIXEL);
-    constexpr std::size_t longestName = 1024;
-    name = std::string_view(tiff.getOr<char const*>(TIFFTAG_PAGENAME, "")).substr(0, longestName);
     if (width < 1 || height < 1 || storedSamples < 1) {
         unsupported = "the image has no pixels";
         return;
     }
-    auto const orientation = tiff.getDefaulted<std::uint16_t>(TIFFTAG_ORIENTATION);
-    if (orientation != ORIENTATION_TOPLEFT) {
-        unsupported = "orientation " + std::to_string(orientation) +
-                      " is not supported: only 1 (the first row at the top, columns from the left)";
-        return;
+    // What is no orientation counts as none.
+    auto const turned = tiff.getDefaulted<std::uint16_t>(TIFFTAG_ORIENTATION);
+    if (turned >= ORIENTATION_TOPLEFT && turned <= ORIENTATION_LEFTBOT) {
+        orientation = static_cast<Orientation>(turned);
     }
+    if (Turn(orientation, width, height).swapsAxes()) std::swap(width, height);
+    isStoredInTiles = TIFFIsTiled(tiff.get()) != 0;
+    isSeparate = tiff.getDefaulted<std::uint16_t>(TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE &&
+                 storedSamples > 1;
+    checkCodec(tiff);
+    if (unsupported.empty()) readColours(tiff, indices);
+    if (unsupported.empty()) readBlocks(tiff);
+    if (!unsupported.empty()) return;
+    chooseUprightBlocks();
+    readValueRange(tiff);
+}
+
+void PageInfo::checkCodec(TiffHandle& tiff) {
     auto const compression = tiff.getDefaulted<std::uint16_t>(TIFFTAG_COMPRESSION);
     if (!TIFFIsCODECConfigured(compression)) {
         unsupported = "compression " + std::to_string(compression) +
@@ -67,133 +84,22 @@ PageInfo::PageInfo(TiffHandle& tiff) {
     }
     isUncompressed = compression == COMPRESSION_NONE;
     maxRatio = maxRatioOf(compression);
-    isTiled = TIFFIsTiled(tiff.get()) != 0;
-    isSeparate = tiff.getDefaulted<std::uint16_t>(TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE &&
-                 storedSamples > 1;
-    readColours(tiff);
-    if (unsupported.empty()) readBlocks(tiff);
-    if (!unsupported.empty()) return;
-    readValueRange(tiff);
-    readVoxelSize(tiff);
-}
-
-std::optional<SampleType> PageInfo::readStoredType(TiffHandle& tiff) {
-    auto const bits = tiff.getDefaulted<std::uint16_t>(TIFFTAG_BITSPERSAMPLE);
-    auto const format = tiff.getDefaulted<std::uint16_t>(TIFFTAG_SAMPLEFORMAT);
-    if (format == SAMPLEFORMAT_IEEEFP) {
-        if (bits == 32) return SampleType::F32;
-        if (bits == 64) return SampleType::F64;
-    } else if (format == SAMPLEFORMAT_INT) {
-        if (bits == 8) return SampleType::I8;
-        if (bits == 16) return SampleType::I16;
-        if (bits == 32) return SampleType::I32;
-    } else if (format == SAMPLEFORMAT_UINT || format == SAMPLEFORMAT_VOID) {
-        if (bits == 8) return SampleType::U8;
-        if (bits == 16) return SampleType::U16;
-        if (bits == 32) return SampleType::U32;
+    bool const isJpeg = compression == COMPRESSION_JPEG || compression == COMPRESSION_OJPEG;
+    constexpr long long mostInScan = 4;
+    if (isJpeg && !isSeparate && storedSamples > mostInScan) {
+        unsupported = "damaged: JPEG holds no " + std::to_string(storedSamples) +
+                      " samples together, " + std::to_string(mostInScan) + " at most";
     }
-    unsupported = "samples of " + std::to_string(bits) + " bits in format " +
-                  std::to_string(format) +
-                  " are not supported: only integers of 8, 16 or 32 and floats of 32 or 64 bits";
-    return std::nullopt;
-}
-
-void PageInfo::readColours(TiffHandle& tiff) {
-    auto const photometric = tiff.getOr<std::uint16_t>(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-    auto const compression = tiff.getDefaulted<std::uint16_t>(TIFFTAG_COMPRESSION);
-    isYCbCrJpeg = photometric == PHOTOMETRIC_YCBCR && compression == COMPRESSION_JPEG &&
-                  !isSeparate && storedSamples == 3;
-    bool const isConverted = (photometric == PHOTOMETRIC_YCBCR && !isYCbCrJpeg) ||
-                             photometric == PHOTOMETRIC_LOGL || photometric == PHOTOMETRIC_LOGLUV;
-    if (isConverted) {
-        char reason[1024] = "";
-        if (!TIFFRGBAImageOK(tiff.get(), reason)) {
-            unsupported = std::string("the colours cannot be converted: ") + reason;
-        }
-        presentation = Presentation::Converted;
-        maxRatio *= 16;  // one sample of colour for 4 x 4 pixels
-        hasColours = true;
-        colourModel = ColourModel::Rgb;
-        numChannels = 3;
-        return;
-    }
-    auto const type = readStoredType(tiff);
-    if (!type) return;
-    storedType = sampleType = *type;
-    numChannels = storedSamples;
-    hasColours = (photometric == PHOTOMETRIC_RGB || isYCbCrJpeg) && storedSamples >= 3;
-    std::uint16_t numExtra = 0;
-    std::uint16_t* extras = nullptr;
-    TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_EXTRASAMPLES, &numExtra, &extras);
-    hasAlpha = hasColours && numExtra > 0 && storedSamples - numExtra == 3 &&
-               extras[0] != EXTRASAMPLE_UNSPECIFIED;
-    readMeaning(photometric, std::span(extras, numExtra));
-    if (photometric == PHOTOMETRIC_MINISWHITE) presentation = Presentation::Inverted;
-    if (photometric == PHOTOMETRIC_PALETTE) readPalette(tiff);
-}
-
-void PageInfo::readMeaning(std::uint16_t photometric, std::span<std::uint16_t const> extras) {
-    auto const numColours = storedSamples - std::ssize(extras);
-    bool const isLightness =
-        photometric == PHOTOMETRIC_MINISBLACK || photometric == PHOTOMETRIC_MINISWHITE;
-    colourModel = hasColours && numColours == 3                             ? ColourModel::Rgb
-                  : isLightness && numColours == 1                          ? ColourModel::Grey
-                  : photometric == PHOTOMETRIC_SEPARATED && numColours == 4 ? ColourModel::Cmyk
-                  : photometric == PHOTOMETRIC_CIELAB && numColours == 3    ? ColourModel::CieLab
-                  : photometric == PHOTOMETRIC_ICCLAB && numColours == 3    ? ColourModel::IccLab
-                                                                            : ColourModel::None;
-    // Grey among bands that are nothing in particular is one of them.
-    bool hasBands = false;
-    for (long long i = 0; i < std::ssize(extras); ++i) {
-        auto const kind = extras[static_cast<std::size_t>(i)];
-        hasBands |= kind == EXTRASAMPLE_UNSPECIFIED;
-        if (kind == EXTRASAMPLE_ASSOCALPHA) opacity[numColours + i] = AlphaKind::Associated;
-        if (kind == EXTRASAMPLE_UNASSALPHA) opacity[numColours + i] = AlphaKind::Unassociated;
-    }
-    if (colourModel == ColourModel::Grey && hasBands) colourModel = ColourModel::None;
-}
-
-void PageInfo::readPalette(TiffHandle& tiff) {
-    std::uint16_t* colours[3] = {};
-    if (!TIFFGetField(tiff.get(), TIFFTAG_COLORMAP, &colours[0], &colours[1], &colours[2])) {
-        unsupported = "the palette is missing";
-        return;
-    }
-    if (storedType != SampleType::U8 && storedType != SampleType::U16) {
-        unsupported = "palettes are supported for indices of 8 or 16 bits only";
-        return;
-    }
-    std::size_t const size = storedType == SampleType::U8 ? 256 : 65536;
-    // Old files hold 8-bit colours in the 16-bit table.
-    bool isWide = false;
-    for (auto const* table : colours) {
-        isWide |= std::any_of(table, table + size, [](std::uint16_t c) { return c > 255; });
-    }
-    auto triples = std::make_shared<std::vector<std::uint8_t>>();
-    triples->reserve(3 * size);
-    for (std::size_t i = 0; i < size; ++i) {
-        for (auto const* table : colours) {
-            triples->push_back(static_cast<std::uint8_t>(isWide ? table[i] >> 8 : table[i]));
-        }
-    }
-    palette = std::move(triples);
-    presentation = Presentation::Palette;
-    sampleType = SampleType::U8;
-    numChannels = 3;
-    hasColours = true;
-    colourModel = ColourModel::Rgb;
-    opacity.clear();
-    if (storedSamples > 1) unsupported = "palettes with further samples are not supported";
 }
 
 void PageInfo::readBlocks(TiffHandle& tiff) {
-    if (isTiled) {
+    if (isStoredInTiles) {
         storedBlockWidth = tiff.getOr<std::uint32_t>(TIFFTAG_TILEWIDTH, 0);
         storedBlockHeight = tiff.getOr<std::uint32_t>(TIFFTAG_TILELENGTH, 0);
     } else {
-        storedBlockWidth = width;
+        storedBlockWidth = storedWidth;
         storedBlockHeight = tiff.getDefaulted<std::uint32_t>(TIFFTAG_ROWSPERSTRIP);
-        storedBlockHeight = std::min(storedBlockHeight, height);
+        storedBlockHeight = std::min(storedBlockHeight, storedHeight);
     }
     if (storedBlockWidth < 1 || storedBlockHeight < 1) {
         unsupported = "tiles or strips of size 0";
@@ -201,40 +107,102 @@ void PageInfo::readBlocks(TiffHandle& tiff) {
     }
     // What the header claims has to fit to the bytes that are there.
     auto const fileSize = tiff.getStream().getSize();
-    auto const columns = (width - 1) / storedBlockWidth + 1;
-    auto const rows = (height - 1) / storedBlockHeight + 1;
+    auto const columns = (storedWidth - 1) / storedBlockWidth + 1;
+    auto const rows = (storedHeight - 1) / storedBlockHeight + 1;
     if (columns > fileSize / rows) {
         unsupported = "damaged: the header claims " + std::to_string(columns) + " x " +
                       std::to_string(rows) + " tiles or strips, the file has only " +
                       std::to_string(fileSize) + " bytes";
         return;
     }
-    auto const bytesPerPixel =
-        presentation == Presentation::Converted ? 4 : storedSamples * getSampleBytes(storedType);
+    auto const bytesPerPixel = presentation == Presentation::Converted
+                                   ? 4
+                                   : storedSamples * partsPerSample * getSampleBytes(storedType);
     auto const rowBytes = storedBlockWidth * bytesPerPixel;  // below 2^32 * 2^16 * 2^3
     auto const blockRows =
-        isTiled || presentation == Presentation::Converted ? storedBlockHeight : 1;
+        isStoredInTiles || presentation == Presentation::Converted ? storedBlockHeight : 1;
     if (rowBytes > plausibleBytes(fileSize) / blockRows) {
-        unsupported = "damaged: a " + std::string(isTiled ? "tile" : "row") + " of " +
+        unsupported = "damaged: a " + std::string(isStoredInTiles ? "tile" : "row") + " of " +
                       std::to_string(storedBlockWidth) + " x " + std::to_string(blockRows) +
                       " pixels cannot come out of a file of " + std::to_string(fileSize) + " bytes";
         return;
     }
-    blockWidth = storedBlockWidth;
-    blockHeight = storedBlockHeight;
-    if (isTiled || presentation == Presentation::Converted) return;
+    pieceWidth = storedBlockWidth;
+    pieceHeight = storedBlockHeight;
+    if (isStoredInTiles || presentation == Presentation::Converted) return;
     // A strip holds one plane, a block all of them.
     auto const planeRowBytes = rowBytes / getNumPlanes();
     auto const wantedRows = std::max(1LL, wantedBlockBytes / rowBytes);
     readsByRow = storedBlockHeight > std::max(1LL, wantedBlockBytes / planeRowBytes) ||
                  storedBlockHeight > std::max(1LL, largestStripBlockBytes / rowBytes);
-    blockHeight =
+    pieceHeight =
         readsByRow ? wantedRows : storedBlockHeight * std::max(1LL, wantedRows / storedBlockHeight);
+}
+
+void PageInfo::chooseUprightBlocks() {
+    isTiled = isStoredInTiles;
+    blockWidth = pieceWidth;
+    blockHeight = pieceHeight;
+    if (orientation == Orientation::Upright) return;
+    auto const pixelBytes = getChannelsPerBlock() * getSampleBytes(sampleType);
+    if (width * pixelBytes <= largestTurnedPage / height) {
+        isTiled = false;
+        blockWidth = width;
+        blockHeight = height;
+        return;
+    }
+    Turn const turn(orientation, storedWidth, storedHeight);
+    if (turn.swapsAxes()) std::swap(blockWidth, blockHeight);
+    if (isStoredInTiles) return;
+    if (turn.swapsAxes()) {
+        needsScratch = true;
+        isTiled = true;
+        blockWidth = blockHeight = scratchBlockEdge;
+    } else {
+        needsScratch = turn.turnsRowsOver() && readsByRow && !isUncompressed;
+    }
+}
+
+bool PageInfo::setMask(std::shared_ptr<PageInfo const> page) {
+    if (!page || !page->unsupported.empty() || page->width != width || page->height != height ||
+        page->numChannels != 1 || page->sampleType != SampleType::U8 || mask) {
+        return false;
+    }
+    mask = std::move(page);
+    isMaskChannel = !fill;
+    if (!isMaskChannel) return true;
+    hasAlpha |= hasColours && numChannels == 3;
+    opacity[numChannels++] = AlphaKind::Unassociated;
+    return true;
+}
+
+double PageInfo::getDeliveredFill(long long channel) const {
+    if (channel >= getNumOwnChannels()) return 0.0;
+    Block pixel{1, 1, {}};
+    auto const bytes = getSampleBytes(sampleType);
+    pixel.samples.resize(static_cast<std::size_t>(getNumOwnChannels() * bytes));
+    PageInfo whole = *this;  // all channels in one block
+    whole.isSeparate = false;
+    Presenter(whole, pixel).storeFill(0, 0, 1);
+    return visitSampleType(sampleType, [&](auto sample) {
+        std::memcpy(&sample, pixel.samples.data() + channel * bytes, sizeof(sample));
+        return static_cast<double>(sample);
+    });
+}
+
+ValueRange<double> PageInfo::getRangeOfBits() const {
+    auto const all = getDefaultValueRange(storedType);
+    if (!isInteger(storedType) || bits == 8LL * getSampleBytes(storedType)) return all;
+    auto const one = static_cast<int>(bits);
+    if (all.min < 0) return {-std::ldexp(1.0, one - 1), std::ldexp(1.0, one - 1) - 1};
+    return {0.0, std::ldexp(1.0, one) - 1};
 }
 
 void PageInfo::readValueRange(TiffHandle& tiff) {
     valueRange = getDefaultValueRange(sampleType);
     if (presentation == Presentation::Palette || presentation == Presentation::Converted) return;
+    if (decodeMode == DecodeMode::LogLuvToFloats) return;  // what the tags say is of the logarithms
+    valueRange = getRangeOfBits();
     ValueRange<double> stated = valueRange;
     std::uint16_t limit = 0;
     if (TIFFGetField(tiff.get(), TIFFTAG_MINSAMPLEVALUE, &limit)) stated.min = limit;
@@ -246,24 +214,10 @@ void PageInfo::readValueRange(TiffHandle& tiff) {
     if (!isSensible) return;
     valueRange = stated;
     if (presentation == Presentation::Inverted && isInteger(sampleType)) {
-        // Integers are turned over in the range of their type, and so is what is said of them.
-        auto const all = getDefaultValueRange(sampleType);
+        // Integers are turned over in the range of their bits, and so is what is said of them.
+        auto const all = getRangeOfBits();
         valueRange = {all.min + all.max - stated.max, all.min + all.max - stated.min};
     }
-}
-
-void PageInfo::readVoxelSize(TiffHandle& tiff) {
-    auto const unit = tiff.getDefaulted<std::uint16_t>(TIFFTAG_RESOLUTIONUNIT);
-    double const nanometres = unit == RESUNIT_CENTIMETER ? 1e7
-                              : unit == RESUNIT_INCH     ? 25.4e6
-                                                         : 0.0;
-    auto const sizeOf = [&](float perUnit) {
-        double const size = nanometres / static_cast<double>(perUnit);
-        return perUnit > 0 && size < 1e15 ? size : 0.0;
-    };
-    pixelWidth = sizeOf(tiff.getOr<float>(TIFFTAG_XRESOLUTION, 0));
-    pixelHeight = sizeOf(tiff.getOr<float>(TIFFTAG_YRESOLUTION, 0));
-    voxelSize = Vector(std::llround(pixelWidth), std::llround(pixelHeight), 0);
 }
 
 bool PageInfo::hasPixelsLike(PageInfo const& other) const noexcept {

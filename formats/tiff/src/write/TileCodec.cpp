@@ -9,8 +9,6 @@ namespace Quivo::detail {
 namespace {
 
 constexpr int subsampledBelowQuality = 90;
-// One below libtiff's own: a sixth less time for a thousandth more bytes of photographs.
-constexpr int deflateLevel = 5;
 std::array<float, 6> referenceBlackWhite{0, 255, 128, 255, 128, 255};
 
 }  // namespace
@@ -92,7 +90,7 @@ std::unique_ptr<TiffHandle> TileCodec::openInMemory() const {
         tiff->set(TIFFTAG_PREDICTOR, int{predictor});
     }
     if (format_.compression == TiffCompression::Deflate) {
-        tiff->set(TIFFTAG_ZIPQUALITY, deflateLevel);
+        tiff->set(TIFFTAG_ZIPQUALITY, format_.deflateLevel);
     }
     if (format_.compression == TiffCompression::Jpeg) {
         tiff->set(TIFFTAG_JPEGQUALITY, format_.quality);

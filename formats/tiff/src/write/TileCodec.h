@@ -18,6 +18,9 @@ struct TileFormat : TileShape {
     TiffCompression compression = TiffCompression::Deflate;
     int quality = 90;
     bool isPicture = false;  ///< red, green and blue
+    /// Of Deflate. One below libtiff's own takes a sixth less time for a thousandth more bytes of
+    /// photographs.
+    int deflateLevel = 5;
 
     /// The most that one encoded tile can take.
     [[nodiscard]] std::size_t getWorstBytes() const noexcept;

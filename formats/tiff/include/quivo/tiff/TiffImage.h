@@ -2,6 +2,7 @@
 
 #include <quivo/image/DisplayView.h>
 #include <quivo/image/Facets.h>
+#include <quivo/image/StoredContents.h>
 #include <quivo/image/StoredLayout.h>
 #include <quivo/metadata/Metadata.h>
 #include <quivo/samples/SampleSource.h>
@@ -14,17 +15,29 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace Quivo {
 
 class CancellationChecker;
 
+/// Which image of a file it is. Plain value.
+struct TiffSelection {
+    long long page = 0;    ///< from 1 on, in the order of the file; 0: the main image
+    long long time = 1;    ///< from 1 on, of an image that has several
+    bool indices = false;  ///< the numbers in the file where a palette has colours for them
+};
+
 /// A TIFF or BigTIFF file as a pyramid.
 ///
-/// Reads tiles or strips, contiguous or separate planes, 8, 16 and 32-bit integers, 32 and 64-bit
-/// floats, any number of samples, every compression of the installed libtiff. Values arrive as
-/// stored, except: YCbCr arrives as RGB, palettes are expanded to RGB, MinIsWhite is inverted.
-/// Extra samples are channels.
+/// Reads tiles or strips, contiguous or separate planes, integers of 1 to 64 bits, floats of 16,
+/// 24, 32 and 64, any number of samples, every compression of the installed libtiff. Values arrive
+/// as stored, in the narrowest sample type that holds them, except: YCbCr arrives as RGB, palettes
+/// are expanded to RGB (unless `TiffSelection::indices` asks for the numbers), MinIsWhite is
+/// inverted within its bits, logarithmic luminance arrives as CIE XYZ. A complex sample is two
+/// channels, its real and its imaginary part. Extra samples are channels. Whatever the orientation,
+/// the image is upright; a large page that has to be turned on its side may take a temporary file.
 ///
 /// Slices are the pages of the first page's size and type. A reduced-resolution page or SubIFD is
 /// level L when its extent is within one pixel of the level-0 extent / 2^L on both axes; other
@@ -41,7 +54,8 @@ class CancellationChecker;
 class QUIVO_API TiffImage : public TileImage,
                             public SampleSource,
                             public MetadataSource,
-                            public StoredLayout {
+                            public StoredLayout,
+                            public StoredContents {
 public:
     /// Opens a file.
     /// error: std::runtime_error, one line that starts with the path, when the file cannot be read,
@@ -50,9 +64,12 @@ public:
     /// The same, as `options` say.
     /// error: as above.
     TiffImage(std::string const& path, OpenOptions const& options);
+    /// What is selected of the file: a page with the levels that belong to it alone, a time.
+    /// error: as above; also when the file has no such page or time.
+    TiffImage(std::string const& path, TiffSelection const& selection, OpenOptions const& options);
     ~TiffImage() override;
 
-    /// The path.
+    /// The path, and behind it what is selected, as in "file.tif#7".
     std::string getURL() const override;
     Vector getExtent(long long level) const override;
     long long getNumChannels() const override;
@@ -101,6 +118,10 @@ public:
 
     /// Whether level 0 lies in the file in tiles; otherwise in strips across the whole image.
     [[nodiscard]] bool isTiled() const noexcept override;
+
+    [[nodiscard]] std::vector<std::pair<std::string, std::string>> getFacts() const override;
+    /// Other pages, series and times, and what is damaged.
+    [[nodiscard]] std::vector<StoredPart> getOtherParts() const override;
 
     /// The type of the values delivered: the file's, or `U8` where colours are converted.
     [[nodiscard]] SampleType getSampleType() const noexcept;
