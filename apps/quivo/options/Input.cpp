@@ -2,7 +2,6 @@
 
 #include "options/Arguments.h"
 #include "options/Channels.h"
-#include "options/InputName.h"
 
 #include <quivo/chains/Formats.h>
 #include <quivo/filters/ChannelFilter.h>

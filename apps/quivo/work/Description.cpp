@@ -201,14 +201,24 @@ std::string describeForPeople(Input const& input) {
     text += makeFact("place", describePlace(metadata));
     text += makeFact("channels", std::to_string(image.getNumChannels()) +
                                      (names.empty() ? "" : " (" + list(names, 16) + ")"));
-    text += makeFact("colours", describeColours(metadata));
+    auto const* const contents = dynamic_cast<StoredContents const*>(&input.getSource());
+    std::string colours = describeColours(metadata);
+    if (contents) {
+        for (auto const& [what, fact] : contents->getFacts()) {
+            if (what != "colours") continue;
+            colours += colours.empty() || fact == colours ? "" : "; in the file: ";
+            if (fact != colours) colours += fact;
+        }
+    }
+    text += makeFact("colours", colours);
     text += describeChannels(image, metadata);
     text += makeFact("sample type", toString(input.getSampleType()));
     text += makeFact("value range", describeRange(image.getValueRange()));
     text += makeFact("no-data", metadata.noData ? toText(*metadata.noData) : "");
-    auto const* const contents = dynamic_cast<StoredContents const*>(&input.getSource());
     if (contents) {
-        for (auto const& [what, fact] : contents->getFacts()) text += makeFact(what, fact);
+        for (auto const& [what, fact] : contents->getFacts()) {
+            if (what != "colours") text += makeFact(what, fact);
+        }
     } else {
         text += makeFact("tile extent", toText(image.getTileExtent()));
     }
