@@ -9,6 +9,8 @@
 #include <quivo/samples/ReadSamples.h>
 #include <quivo/tiff/TiffWriter.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -32,6 +34,21 @@ bool isOwnSelector(std::string const& selector) {
     return selector.starts_with("c=") || selector.starts_with("z=");
 }
 
+/// Like `splitInputName`, for computed images too.
+InputName splitName(std::string const& name) {
+    InputName parts = splitInputName(name);
+    Format const* const format = findFormat(name);
+    if (!format || format->prefix.empty()) return parts;
+    std::size_t hash = std::min(name.find('#'), name.size());
+    parts.path = name.substr(0, hash);
+    while (hash < name.size()) {
+        std::size_t const next = std::min(name.find('#', hash + 1), name.size());
+        parts.selectors.push_back(name.substr(hash + 1, next - hash - 1));
+        hash = next;
+    }
+    return parts;
+}
+
 }  // namespace
 
 void OpeningOptions::addTo(CLI::App& app) {
@@ -48,7 +65,7 @@ void OpeningOptions::addDamagedTo(CLI::App& app) {
 }
 
 Input::Input(std::string const& name, OpeningOptions const& options) : name_(name) {
-    InputName const parts = splitInputName(name);
+    InputName const parts = splitName(name);
     path_ = parts.path;
     std::string opened = path_;
     std::vector<std::string> own;

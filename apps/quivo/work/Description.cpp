@@ -217,7 +217,8 @@ std::string describeForPeople(Input const& input) {
     text += makeFact("no-data", metadata.noData ? toText(*metadata.noData) : "");
     if (contents) {
         for (auto const& [what, fact] : contents->getFacts()) {
-            if (what != "colours") text += makeFact(what, fact);
+            bool const isTold = what == "colours" || (what == "no-data" && metadata.noData);
+            if (!isTold) text += makeFact(what, fact);
         }
     } else {
         text += makeFact("tile extent", toText(image.getTileExtent()));

@@ -1,9 +1,9 @@
 #include "work/ValueStream.h"
 
 #include "terminal/OutputFile.h"
+#include "work/Bands.h"
 
 #include <quivo/chains/ReadPlan.h>
-#include <quivo/core/Strips.h>
 #include <quivo/filters/PiecewiseFilter.h>
 #include <quivo/samples/ReadSamples.h>
 #include <quivo/writer/Progress.h>
@@ -20,21 +20,6 @@ namespace {
 
 static_assert(std::endian::native == std::endian::little,
               "the values are written as they lie in memory and promised to be little-endian");
-
-/// What is read at once.
-constexpr long long maxBandBytes = 32 << 20;
-
-/// Calls `handle(piece)` for parts of `region` in the order of its rows, each of one slice and of
-/// at most `maxBandBytes` for pixels of `pixelBytes`: whole rows, where one is not more than that.
-template <typename Handler>
-void forEachBand(Box const& region, long long pixelBytes, Handler handle) {
-    long long const maxPixels = std::max(maxBandBytes / pixelBytes, 1LL);
-    long long const width = std::min(region.getExtent().x, maxPixels);
-    forEachStrip(region, 2, 1, [&](Box const& slice) {
-        forEachStrip(slice, 1, std::max(maxPixels / width, 1LL),
-                     [&](Box const& band) { forEachStrip(band, 0, width, handle); });
-    });
-}
 
 /// Reads with an eye on interrupts and on the memory below.
 class Bands {
