@@ -36,6 +36,7 @@
 #include <quivo/image/StoredContents.h>
 #include <quivo/image/StoredLayout.h>
 #include <quivo/metadata/Metadata.h>
+#include <quivo/samples/HalveSamples.h>
 #include <quivo/samples/ReadSamples.h>
 #include <quivo/samples/SampleSource.h>
 #include <quivo/samples/SampleType.h>
