@@ -7,6 +7,7 @@
 #include "write/OmeXml.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -45,6 +46,50 @@ std::string fromIso(std::string_view date) {
     return text;
 }
 ///@}
+
+/// Whether a text of a file, in whatever encoding, is a description but for what surrounds it.
+bool isTextOf(std::string_view raw, std::string const& description) {
+    bool const isAscii = std::all_of(raw.begin(), raw.end(),
+                                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    return !isAscii || raw.find(description) != std::string_view::npos;
+}
+
+/// The numbers of micrometres that descriptions of slides say a pixel has, and whether the first of
+/// them is a size in nanometres.
+struct PixelSizes {
+    std::vector<std::pair<std::size_t, std::size_t>> places;  ///< where they begin, their lengths
+    bool isTold = false;
+};
+
+PixelSizes findPixelSizes(std::string_view text, double nanometres) {
+    PixelSizes found;
+    for (std::string_view const word : {"MPP", "MicronsPerPixel"}) {
+        for (auto at = text.find(word); at != text.npos; at = text.find(word, at + 1)) {
+            bool const isInWord = at > 0 && std::isalnum(static_cast<unsigned char>(text[at - 1]));
+            auto const begin = text.find_first_not_of(" =:\"'", at + word.size());
+            if (isInWord || begin == text.npos || begin == at + word.size()) continue;
+            double value = 0;
+            char const* const start = text.data() + begin;
+            auto const [rest, error] = std::from_chars(start, text.data() + text.size(), value);
+            if (error != std::errc() || !(value > 0)) continue;
+            found.isTold = found.isTold || std::abs(value * 1000 - nanometres) < 1e-6 * nanometres;
+            found.places.emplace_back(begin, static_cast<std::size_t>(rest - start));
+        }
+    }
+    return found;
+}
+
+/// Makes a description say the size that pixels have now.
+void setPixelSizes(std::string& text, double nanometres) {
+    auto found = findPixelSizes(text, nanometres);
+    if (found.isTold || !(nanometres > 0)) return;
+    char number[32];
+    auto const end = std::to_chars(number, number + sizeof(number), nanometres / 1000).ptr;
+    std::sort(found.places.rbegin(), found.places.rend());
+    for (auto const& [begin, size] : found.places) {
+        text.replace(begin, size, number, static_cast<std::size_t>(end - number));
+    }
+}
 
 /// A number of GDAL's: also with spaces around it and a comma in it.
 std::optional<double> parseNumber(std::string_view text) {
@@ -118,14 +163,18 @@ void MetadataTags::addDescription(Metadata const& metadata, WrittenShape const& 
         if (!text) continue;
         if (isTrue(*text, numChannels, shape)) {
             first_.addText(TIFFTAG_IMAGEDESCRIPTION, *text);
+            saysPixelSize_ = true;
         } else {
             losses_.push_back(std::string(loss) +
                               ", which no longer fits (--layout ome writes a new one)");
         }
     }
-    if (!metadata.description.empty()) {
-        first_.addText(TIFFTAG_IMAGEDESCRIPTION, metadata.description);
-    }
+    if (metadata.description.empty()) return;
+    auto const* const raw = find(metadata, "tiff:ImageDescription");
+    std::string text = raw && isTextOf(*raw, metadata.description) ? *raw : metadata.description;
+    saysPixelSize_ = saysPixelSize_ || findPixelSizes(text, metadata.pixelSize[0]).isTold;
+    setPixelSizes(text, metadata.pixelSize[0]);
+    first_.addText(TIFFTAG_IMAGEDESCRIPTION, text);
 }
 
 void MetadataTags::addTexts(Metadata const& metadata, WrittenShape const&) {
@@ -251,7 +300,8 @@ void MetadataTags::readResolution(Metadata const& metadata) {
         // Readers may have gone through floats of 32 bits.
         return std::abs(raw->getPixelSize(axis) - size[axis]) <= 1e-6 * size[axis];
     };
-    if (raw && isStill(0) && isStill(1)) {
+    // Where the description says the size of a pixel, the tags need not.
+    if (raw && (saysPixelSize_ || (isStill(0) && isStill(1)))) {
         resolution_ = raw->perUnit;
         resolutionUnit_ = static_cast<std::uint16_t>(raw->unit);
         return;

@@ -63,6 +63,7 @@ private:
     std::vector<std::string> losses_;
     std::array<std::array<std::uint32_t, 2>, 2> resolution_{};  ///< of level 0; 0/0: unknown
     std::uint16_t resolutionUnit_ = 0;
+    bool saysPixelSize_ = false;  ///< the description does, as it stood in the source
 };
 
 /// The same without all that may name people: description, dates, the texts of cameras, editors and
