@@ -347,7 +347,7 @@ TEST_F(TiffLayoutTest, TellsWhatADirectoryHoldsBesideThePixels) {
     std::string facts;
     for (auto const& [word, text] : image.getFacts()) facts += word + ": " + text + "; ";
     EXPECT_EQ(facts,
-              "file: BigTIFF; compression: Deflate; colours: none, channels for themselves; "
+              "file: BigTIFF; compression: Deflate; stored colours: none, channels for themselves; "
               "samples: 16 bits, unsigned; layout: tiles of 16 x 16, planes together; "
               "no-data: -9999,5; ");
 }

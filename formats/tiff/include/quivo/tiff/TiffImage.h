@@ -125,8 +125,8 @@ public:
     /// Whether level 0 lies in the file in tiles; otherwise in strips across the whole image.
     [[nodiscard]] bool isTiled() const noexcept override;
 
-    /// "file", "compression", "colours", "samples", "layout", and where there are any "no-data",
-    /// "mask", "orientation", "times" and "set".
+    /// "file", "compression", "stored colours", "samples", "layout", and where there are any
+    /// "no-data", "mask", "orientation", "times" and "set".
     [[nodiscard]] std::vector<std::pair<std::string, std::string>> getFacts() const override;
     /// Other pages, series and times, and what is damaged.
     [[nodiscard]] std::vector<StoredPart> getOtherParts() const override;
