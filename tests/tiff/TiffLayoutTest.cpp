@@ -278,6 +278,47 @@ TEST_F(TiffLayoutTest, WhatIsDamagedBesideTheImageIsLeftOutUnlessStrict) {
     }
 }
 
+TEST_F(TiffLayoutTest, MasksBecomeOpacityOrNoData) {
+    struct {
+        char const *reason, *pages, *noData, *stored;
+        std::size_t mask;
+        std::string others;
+    } const cases[] = {
+        {"opacity", "64x48; 64x48 254=4", "", "0", 1, ""},
+        {"of each level", "64x48; 64x48 254=4; 32x24 reduced; 32x24 mask", "", "01", 1, ""},
+        {"in a sub-directory", "64x48 330=1; 64x48 254=4", "", "0", 1, ""},
+        {"not of a level", "64x48; 64x48 254=4; 32x24 reduced", "", "0", 1,
+         " 32 x 24, a level that lacks the mask; "},
+        {"no-data", "64x48; 64x48 254=4", "77", "0", 1, ""},
+        {"of another size", "64x48; 63x48 254=4", "", "0", 0, "#2 page 2: 63 x 48, a mask; "},
+        {"of one slice of two", "64x48; 64x48 254=4; 64x48", "", "0", 0,
+         "#2 page 2: 64 x 48, mask of page 1; "},
+    };
+    for (auto const& row : cases) {
+        SCOPED_TRACE(row.reason);
+        auto pages = pagesOf(row.pages);
+        if (*row.noData != 0) pages[0].texts[42113] = row.noData;
+        makeTiff(path, pages);
+        TiffImage image(path, strictly());
+        std::string stored;
+        for (int level = 0; level < 9; ++level)
+            if (image.isLevelStored(level)) stored += std::to_string(level);
+        EXPECT_EQ(stored, row.stored);
+        EXPECT_EQ(listParts(image), row.others);
+        bool const isOpacity = row.mask > 0 && *row.noData == 0;
+        ASSERT_EQ(image.getNumChannels(), isOpacity ? 2 : 1);
+        EXPECT_EQ(image.getMetadata().getAlpha(),
+                  isOpacity ? AlphaKind::Unassociated : AlphaKind::None);
+        auto const valueOf = [&](long long c, Vector const& p) {
+            bool const isValid = row.mask == 0 || pages[row.mask].valueAt(0, p) != 0;
+            if (c == 1) return isValid ? 255.0 : 0.0;
+            return isValid || isOpacity ? pages[0].valueAt(0, p) : 77.0;
+        };
+        Box const all(Vector(64, 48, 1));
+        EXPECT_EQ(read(image, 0, all), pixelByPixel(isOpacity ? 2 : 1, all, valueOf));
+    }
+}
+
 TEST_F(TiffLayoutTest, TellsWhatADirectoryHoldsBesideThePixels) {
     Page page("20x10 u16*2 tiles:16x16 deflate 282=25400 283=63500 296=3");
     page.texts = {{TIFFTAG_IMAGEDESCRIPTION,
@@ -306,7 +347,7 @@ TEST_F(TiffLayoutTest, TellsWhatADirectoryHoldsBesideThePixels) {
     std::string facts;
     for (auto const& [word, text] : image.getFacts()) facts += word + ": " + text + "; ";
     EXPECT_EQ(facts,
-              "file: BigTIFF; compression: Deflate; colours: none, channels for themselves; "
+              "file: BigTIFF; compression: Deflate; stored colours: none, channels for themselves; "
               "samples: 16 bits, unsigned; layout: tiles of 16 x 16, planes together; "
               "no-data: -9999,5; ");
 }

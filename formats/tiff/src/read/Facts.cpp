@@ -87,8 +87,8 @@ Facts readFacts(DirectoryReader& directories, PyramidLayout const& layout,
     bool const isGrey =
         photometric == PHOTOMETRIC_MINISBLACK && metadata.colourModel != ColourModel::Grey;
     bool const isOneGrey = isGrey && page.numChannels == 1 && layout.planesPerSlice == 1;
-    facts.emplace_back("colours", isGrey && !isOneGrey ? "none, channels for themselves"
-                                                       : getColoursText(photometric));
+    facts.emplace_back("stored colours", isGrey && !isOneGrey ? "none, channels for themselves"
+                                                              : getColoursText(photometric));
     auto const bits = get(TIFFTAG_BITSPERSAMPLE, 1);
     facts.emplace_back("samples", std::to_string(bits) + (bits == 1 ? " bit, " : " bits, ") +
                                       getFormatText(get(TIFFTAG_SAMPLEFORMAT, 1)));

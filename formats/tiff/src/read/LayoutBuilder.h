@@ -48,6 +48,9 @@ private:
     void placeSubDirectories();
     void placeChain();
     bool placeMasksOf(std::size_t level);
+    [[nodiscard]] static std::string pageName(std::size_t index) {
+        return "page " + std::to_string(index + 1);
+    }
     bool fitsLevel(std::size_t level, PageInfo const& page) const;
     void noteTrouble(std::string const& trouble);
     void list(std::string selector, std::string reason);

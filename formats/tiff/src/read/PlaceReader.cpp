@@ -68,7 +68,10 @@ std::string findText(Entries const& entries, std::uint16_t key) {
     std::string_view const all = texts->getText();
     if (found->value > all.size()) return {};
     auto const text = all.substr(found->value, found->count);
-    return toUtf8(trim(text.substr(0, text.find('|'))));
+    auto result = toUtf8(trim(text.substr(0, text.find('|'))));
+    std::replace_if(
+        result.begin(), result.end(), [](char c) { return c >= '\0' && c < ' '; }, ' ');
+    return result;
 }
 
 std::string findSystem(Entries const& entries) {
@@ -93,10 +96,12 @@ std::optional<Transform> findTransform(Entries const& entries) {
         for (std::size_t i = 0; i < m.size(); ++i) m[i] = matrix->getNumber(i).value_or(0);
     } else if (scale && tiePoint && scale->count >= 2 && tiePoint->count >= 6) {
         auto const size = [&](std::uint64_t i) { return scale->getNumber(i).value_or(0); };
+        // Rows go down, whatever sign some writers give their height.
+        double const height = std::abs(size(1));
         auto const tie = [&](std::uint64_t i) { return tiePoint->getNumber(i).value_or(0); };
-        m = {size(0), 0,        0,       tie(3) - tie(0) * size(0),
-             0,       -size(1), 0,       tie(4) + tie(1) * size(1),
-             0,       0,        size(2), tie(5) - tie(2) * size(2)};
+        m = {size(0), 0,       0,       tie(3) - tie(0) * size(0),
+             0,       -height, 0,       tie(4) + tie(1) * height,
+             0,       0,       size(2), tie(5) - tie(2) * size(2)};
     } else {
         return std::nullopt;
     }

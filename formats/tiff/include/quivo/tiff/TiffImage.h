@@ -39,9 +39,13 @@ struct TiffSelection {
 /// channels, its real and its imaginary part. Extra samples are channels. Whatever the orientation,
 /// the image is upright; a large page that has to be turned on its side may take a temporary file.
 ///
-/// Slices are the pages of the first page's size and type. A reduced-resolution page or SubIFD is
-/// level L when its extent is within one pixel of the level-0 extent / 2^L on both axes; other
-/// pages (labels, thumbnails) are left out. Levels that the file does not store are computed on
+/// Slices are the pages of the first page's size and type, unless OME-XML or ImageJ's description
+/// says which page is which slice, channel and time: then one time of one series is shown. A page,
+/// marked or not, or a SubIFD of its slice is level L when its extent is within one pixel of the
+/// level-0 extent / 2^L on both axes, and no label, macro or thumbnail. A mask of the image's size
+/// is one more channel, of unassociated opacity, or no-data where the file has such a value. All
+/// else, and what is damaged beside the image, is left out and told by `getOtherParts`; with
+/// `OpenOptions::strict` damage is an error. Levels that the file does not store are computed on
 /// demand from the next finer one by 2 x 2 means: rounded half up for integers, plain for floats.
 /// They hold what `TiffWriter` would store there for the same sample type (it does not write signed
 /// integers: stored as floats, their means are not rounded).
@@ -77,7 +81,7 @@ public:
     /// The file's minimum and maximum sample value where it states them, otherwise
     /// `getDefaultValueRange(getSampleType())`.
     ValueRange<double> getValueRange() const override;
-    /// From the resolution tags; 0 where the file does not tell (z never does).
+    /// As the metadata have it, in whole nanometres; 0 where the file does not tell.
     Vector getVoxelSize(long long level) const override;
     Vector getTileExtent() const override;
     /// Decodes or computes the blocks under the region that are not kept.
@@ -97,8 +101,10 @@ public:
     /// error: as above.
     void openSamples(void* dst, long long level, Box const& region,
                      std::span<long long const> channels) override;
-    /// Colour model and opacity as the file marks them, names, and the pixel size as the resolution
-    /// tags have it.
+    /// All that the file tells beside its pixels. The pixel size is told by OME-XML, ImageJ, a
+    /// slide scanner's description or the resolution tags, the first that does. Properties are
+    /// named "tiff:..." for tags as they stand there, "gdal:..." for items of tag 42112, "ome:XML"
+    /// and "imagej:Description".
     [[nodiscard]] Metadata getMetadata() override;
     std::string getSliceName(long long index) override;
     /// The name that the file tells (as GDAL's band descriptions, tag 42112); otherwise "Gray", or
@@ -119,6 +125,8 @@ public:
     /// Whether level 0 lies in the file in tiles; otherwise in strips across the whole image.
     [[nodiscard]] bool isTiled() const noexcept override;
 
+    /// "file", "compression", "stored colours", "samples", "layout", and where there are any
+    /// "no-data", "mask", "orientation", "times" and "set".
     [[nodiscard]] std::vector<std::pair<std::string, std::string>> getFacts() const override;
     /// Other pages, series and times, and what is damaged.
     [[nodiscard]] std::vector<StoredPart> getOtherParts() const override;
