@@ -93,8 +93,9 @@ struct Page {
     SampleType type = U8;
     int samples = 1;
     bool isFlat = false, isGrey = false;
-    int level = 0, slice = 0;  // what it shows; level -1: nothing of the image
-    int skippedX = -1;         // the tile in the second row that is never written
+    int level = 0, slice = 0;                    // what it shows; level -1: nothing of the image
+    int skippedX = -1;                           // the tile in the second row that is never written
+    std::map<std::uint32_t, std::string> texts;  // further tags
     std::map<std::uint32_t, double> tags{{TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK}};
 
     Page(std::string const& line) {
@@ -195,6 +196,12 @@ inline void setTags(TIFF* tiff, Page const& page) {
         if (isReal) done = TIFFSetField(tiff, tag, value);
         if (done == 0) done = TIFFSetField(tiff, tag, n, n);  // two for the subsampling
         ASSERT_EQ(done, 1) << tag;
+    }
+    for (auto const& [tag, text] : page.texts) {
+        static char name[] = "of GDAL";
+        TIFFFieldInfo const field{tag, -1, -1, TIFF_ASCII, FIELD_CUSTOM, 1, 0, name};
+        if (!TIFFFindField(tiff, tag, TIFF_ANY)) TIFFMergeFieldInfo(tiff, &field, 1);
+        ASSERT_EQ(TIFFSetField(tiff, tag, text.c_str()), 1) << tag;
     }
 }
 

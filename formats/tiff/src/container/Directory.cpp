@@ -76,7 +76,7 @@ std::optional<double> DirectoryEntry::getNumber(std::uint64_t index) const noexc
         case Rational:
             return double(value & 0xffffffff) / double(value >> 32);
         case SRational:
-            return double(toSigned(value, 4)) / double(toSigned(value >> 32, 4));
+            return double(toSigned(value & 0xffffffff, 4)) / double(toSigned(value >> 32, 4));
         case SByte:
         case SShort:
         case SLong:
@@ -100,6 +100,15 @@ std::optional<std::uint64_t> DirectoryEntry::getUnsigned(std::uint64_t index) co
     auto const value = getLittleEndian(bytes.data() + index * size, size);
     if (hasSign && toSigned(value, size) < 0) return std::nullopt;
     return value;
+}
+
+std::optional<std::pair<double, double>> DirectoryEntry::getRatio() const noexcept {
+    if ((type != Rational && type != SRational) || bytes.size() < 8) return std::nullopt;
+    auto const part = [&](std::size_t at) {
+        auto const value = getLittleEndian(bytes.data() + at, 4);
+        return type == Rational ? double(value) : double(toSigned(value, 4));
+    };
+    return std::pair(part(0), part(4));
 }
 
 std::string_view DirectoryEntry::getText() const noexcept {
@@ -147,7 +156,7 @@ Directory::Place const* Directory::find(std::uint16_t tag) const noexcept {
 
 DirectoryReader::DirectoryReader(std::shared_ptr<File const> file) : file_(std::move(file)) {
     // Directories may share their bytes; an honest file does so rarely.
-    budget_ = 4 * std::min(static_cast<std::uint64_t>(file_->getSize()), std::uint64_t{1} << 60) +
+    budget_ = 16 * std::min(static_cast<std::uint64_t>(file_->getSize()), std::uint64_t{1} << 58) +
               (std::uint64_t{1} << 20);
     auto const* bytes = fetch(0, 8);
     if (!bytes) return;

@@ -16,6 +16,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Quivo::detail {
@@ -31,6 +32,8 @@ struct DirectoryEntry {
     [[nodiscard]] std::optional<double> getNumber(std::uint64_t index = 0) const noexcept;
     /// The same for values that count or point to something.
     [[nodiscard]] std::optional<std::uint64_t> getUnsigned(std::uint64_t index = 0) const noexcept;
+    /// The first value's two numbers where it is a rational.
+    [[nodiscard]] std::optional<std::pair<double, double>> getRatio() const noexcept;
     /// What stands before the first zero byte.
     [[nodiscard]] std::string_view getText() const noexcept;
 
@@ -78,6 +81,9 @@ public:
     [[nodiscard]] bool isBig() const noexcept { return isBig_; }
     [[nodiscard]] bool isBigEndian() const noexcept { return isBigEndian_; }
     [[nodiscard]] std::uint64_t getFirstOffset() const noexcept { return firstOffset_; }
+    [[nodiscard]] std::uint64_t getFileBytes() const noexcept {
+        return static_cast<std::uint64_t>(file_->getSize());
+    }
 
     /// The directory at a place; nothing where none can be.
     [[nodiscard]] std::optional<Directory> read(std::uint64_t offset);

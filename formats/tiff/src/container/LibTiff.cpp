@@ -74,6 +74,10 @@ long long FileReadStream::readAt(void* data, std::size_t size, long long from) {
     if (from < 0 || from >= file_->getSize()) return 0;
     readBudget -= std::min(static_cast<long long>(size), file_->getSize() - from);
     if (readBudget < 0) return -1;
+    if (from < shiftEnd_ && from >= shiftBegin_) {
+        size = std::min(size, static_cast<std::size_t>(shiftEnd_ - from));
+        from += shiftBy_;
+    }
     auto const moved = file_->read(data, size, from);
     if (moved < 0 && error == 0) error = errno;
     return moved;
@@ -91,6 +95,12 @@ std::byte* FileReadStream::map() {
         if (base != MAP_FAILED) mapping_ = static_cast<std::byte*>(base);
     }
     return mapping_;
+}
+
+void FileReadStream::shift(long long begin, long long end, long long by) noexcept {
+    shiftBegin_ = begin;
+    shiftEnd_ = end;
+    shiftBy_ = by;
 }
 
 void FileReadStream::releasePages() noexcept {

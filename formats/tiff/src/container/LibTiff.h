@@ -49,6 +49,9 @@ public:
     [[nodiscard]] long long getSize() const override;
     std::byte* map() override;
 
+    /// Reads what lies in [begin, end) from `by` bytes further on. Not for one that is mapped.
+    void shift(long long begin, long long end, long long by) noexcept;
+
     /// Gives the memory of the mapped pages back; they are read again when needed.
     void releasePages() noexcept;
 
@@ -56,6 +59,9 @@ private:
     std::shared_ptr<File const> file_;
     bool mapped_;
     std::byte* mapping_ = nullptr;
+    long long shiftBegin_ = 0;
+    long long shiftEnd_ = 0;
+    long long shiftBy_ = 0;
 };
 
 /// A new file.
@@ -93,6 +99,7 @@ public:
     ~TiffHandle();
 
     [[nodiscard]] TIFF* get() const noexcept { return tiff_; }
+    [[nodiscard]] std::string const& getName() const noexcept { return name_; }
     [[nodiscard]] TiffStream& getStream() const noexcept { return *stream_; }
 
     /// Throws std::runtime_error "NAME: what went wrong" unless `success` and no read or write has

@@ -120,7 +120,7 @@ std::shared_ptr<File const> PageDecoder::getScratch(PageInfo const& page, long l
     // A page whose rows can only be decoded in their order, and are wanted in another one, is
     // decoded once, as it lies in the file.
     Turnstile::Turn const turn(scratchTurn_, checker);
-    std::pair const key(page.directory, page.isDecodedByPlane() ? plane : 0);
+    std::pair const key(page.getPlaneId(), page.isDecodedByPlane() ? plane : 0);
     if (auto const found = scratch_.find(key); found != scratch_.end()) return found->second;
     auto const target = (std::filesystem::temp_directory_path() / "quivo-page").string();
     std::shared_ptr<File const> file = createNameless(target);
@@ -148,7 +148,7 @@ std::shared_ptr<File const> PageDecoder::getScratch(PageInfo const& page, long l
 
 std::shared_ptr<Block const> PageDecoder::getPiece(PageInfo const& page, BlockKey const& key,
                                                    CancellationChecker* checker) {
-    RecentBlocks::Key const name(page.directory, key.plane, key.x, key.y);
+    RecentBlocks::Key const name(page.getPlaneId(), key.plane, key.x, key.y);
     if (auto known = recent_.find(name)) return known;
     checkCancelled(checker);
     std::shared_ptr<Block const> piece = pieces_.decode(

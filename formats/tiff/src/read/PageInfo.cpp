@@ -54,8 +54,6 @@ PageInfo::PageInfo(TiffHandle& tiff, bool indices) {
     width = storedWidth = tiff.getOr<std::uint32_t>(TIFFTAG_IMAGEWIDTH, 0);
     height = storedHeight = tiff.getOr<std::uint32_t>(TIFFTAG_IMAGELENGTH, 0);
     storedSamples = tiff.getDefaulted<std::uint16_t>(TIFFTAG_SAMPLESPERPIXEL);
-    constexpr std::size_t longestName = 1024;
-    name = std::string_view(tiff.getOr<char const*>(TIFFTAG_PAGENAME, "")).substr(0, longestName);
     if (width < 1 || height < 1 || storedSamples < 1) {
         unsupported = "the image has no pixels";
         return;
@@ -75,7 +73,6 @@ PageInfo::PageInfo(TiffHandle& tiff, bool indices) {
     if (!unsupported.empty()) return;
     chooseUprightBlocks();
     readValueRange(tiff);
-    readVoxelSize(tiff);
 }
 
 void PageInfo::checkCodec(TiffHandle& tiff) {
@@ -221,20 +218,6 @@ void PageInfo::readValueRange(TiffHandle& tiff) {
         auto const all = getRangeOfBits();
         valueRange = {all.min + all.max - stated.max, all.min + all.max - stated.min};
     }
-}
-
-void PageInfo::readVoxelSize(TiffHandle& tiff) {
-    auto const unit = tiff.getDefaulted<std::uint16_t>(TIFFTAG_RESOLUTIONUNIT);
-    double const nanometres = unit == RESUNIT_CENTIMETER ? 1e7
-                              : unit == RESUNIT_INCH     ? 25.4e6
-                                                         : 0.0;
-    auto const sizeOf = [&](float perUnit) {
-        double const size = nanometres / static_cast<double>(perUnit);
-        return perUnit > 0 && size < 1e15 ? size : 0.0;
-    };
-    pixelWidth = sizeOf(tiff.getOr<float>(TIFFTAG_XRESOLUTION, 0));
-    pixelHeight = sizeOf(tiff.getOr<float>(TIFFTAG_YRESOLUTION, 0));
-    voxelSize = Vector(std::llround(pixelWidth), std::llround(pixelHeight), 0);
 }
 
 bool PageInfo::hasPixelsLike(PageInfo const& other) const noexcept {

@@ -44,11 +44,19 @@ enum class DecodeMode {
     LogLuvToFloats  ///< logarithmic luminance becomes CIE XYZ, or Y alone
 };
 
+/// What of the file is read from elsewhere: the bytes [begin, end) from `by` bytes further on.
+struct FileShift {
+    long long begin = 0;
+    long long end = 0;
+    long long by = 0;
+};
+
 /// The facts of one page. Plain value.
 struct PageInfo {
     std::uint64_t directory = 0;  ///< file offset of the directory
     bool isReduced = false;       ///< marked as a reduced-resolution version of another page
     bool isMask = false;
+    FileShift shift{};  ///< where its plane lies behind the one that the directory describes
 
     /// Which way up the page is stored. All that is delivered is upright.
     Orientation orientation = Orientation::Upright;
@@ -96,11 +104,6 @@ struct PageInfo {
     std::shared_ptr<PageInfo const> mask;
     bool isMaskChannel = false;  ///< the mask is the last channel
 
-    double pixelWidth = 0;  ///< nanometres, 0 where unknown
-    double pixelHeight = 0;
-    Vector voxelSize;  ///< the same in whole ones
-    std::string name;
-
     /// Why the pixels cannot be read; empty when they can.
     std::string unsupported;
 
@@ -112,6 +115,11 @@ struct PageInfo {
     /// become that value, else the mask becomes one more channel, of unassociated opacity. `fill`
     /// is set before. A mask that cannot be read is left out, and false returned.
     bool setMask(std::shared_ptr<PageInfo const> page);
+
+    /// Tells apart what is decoded: the directory alone where a plane is its own.
+    [[nodiscard]] std::uint64_t getPlaneId() const noexcept {
+        return shift.by == 0 ? directory : static_cast<std::uint64_t>(shift.begin + shift.by);
+    }
 
     /// `fill` as channel `channel` delivers it.
     [[nodiscard]] double getDeliveredFill(long long channel) const;
@@ -153,7 +161,6 @@ private:
     void readBlocks(TiffHandle& tiff);
     void chooseUprightBlocks();
     void readValueRange(TiffHandle& tiff);
-    void readVoxelSize(TiffHandle& tiff);
     [[nodiscard]] ValueRange<double> getRangeOfBits() const;
 };
 

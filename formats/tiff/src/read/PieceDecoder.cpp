@@ -128,7 +128,9 @@ void PieceDecoder::decodeInto(PageInfo const& page, BlockKey const& key, Block& 
 
 std::unique_ptr<TiffHandle> PieceDecoder::open(PageInfo const& page, bool mapped,
                                                FileReadStream** stream) {
+    mapped = mapped && page.shift.by == 0;
     auto bytes = std::make_unique<FileReadStream>(file_, mapped);
+    bytes->shift(page.shift.begin, page.shift.end, page.shift.by);
     if (stream) *stream = bytes.get();
     auto tiff = std::make_unique<TiffHandle>(std::move(bytes), file_->getPath(),
                                              mapped ? mappedReadMode : readMode);
@@ -150,7 +152,7 @@ PieceDecoder::OpenPage PieceDecoder::takeHandle(PageInfo const& page) {
     {
         std::lock_guard const lock(handlesMutex_);
         for (auto& idle : idleHandles_) {
-            if (idle.directory != page.directory) continue;
+            if (idle.plane != page.getPlaneId()) continue;
             std::swap(idle, idleHandles_.back());
             OpenPage handle = std::move(idleHandles_.back());
             idleHandles_.pop_back();
@@ -160,7 +162,7 @@ PieceDecoder::OpenPage PieceDecoder::takeHandle(PageInfo const& page) {
     // libtiff's conversion refuses uncompressed blocks whose size is no multiple of 1024 bytes when
     // it reads them into a buffer of its own, but not out of a mapping.
     bool const mapped = page.presentation == Presentation::Converted;
-    return {page.directory, open(page, mapped, nullptr)};
+    return {page.getPlaneId(), open(page, mapped, nullptr)};
 }
 
 void PieceDecoder::giveBack(OpenPage handle) {
@@ -240,18 +242,18 @@ void PieceDecoder::decodeRows(PageInfo const& page, BlockKey const& key, Block& 
         }
     } catch (...) {
         std::erase_if(rowReaders_,
-                      [&](auto const& reader) { return reader.first.first == page.directory; });
+                      [&](auto const& reader) { return reader.first.first == page.getPlaneId(); });
         throw;
     }
 }
 
 PieceDecoder::RowReader& PieceDecoder::getRowReader(PageInfo const& page, long long plane) {
-    std::pair const key(page.directory, plane);
+    std::pair const key(page.getPlaneId(), plane);
     if (auto const found = rowReaders_.find(key); found != rowReaders_.end()) return found->second;
     if (std::ssize(rowReaders_) >= maxRowReaders) {
         // Those of this page's other planes are needed again for the next block.
         std::erase_if(rowReaders_,
-                      [&](auto const& other) { return other.first.first != page.directory; });
+                      [&](auto const& other) { return other.first.first != page.getPlaneId(); });
     }
     // A handle has a table of all strips and the state of a codec. Where that is too much for all
     // planes, the last ones share a handle and start their strips anew.

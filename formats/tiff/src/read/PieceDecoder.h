@@ -41,7 +41,7 @@ public:
 
 private:
     struct OpenPage {
-        std::uint64_t directory;
+        std::uint64_t plane;  ///< `PageInfo::getPlaneId`
         std::unique_ptr<TiffHandle> tiff;
     };
     /// A handle that reads one plane of a page row by row.
@@ -71,7 +71,7 @@ private:
     std::mutex handlesMutex_;
     std::vector<OpenPage> idleHandles_;
     Turnstile rowTurn_;  ///< guards the row readers
-    std::map<std::pair<std::uint64_t, long long>, RowReader> rowReaders_;  // by directory, plane
+    std::map<std::pair<std::uint64_t, long long>, RowReader> rowReaders_;  // by page, plane
 };
 
 }  // namespace Quivo::detail

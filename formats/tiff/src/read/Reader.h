@@ -2,6 +2,7 @@
 
 #include "container/LibTiff.h"
 #include "kernels/Copy.h"
+#include "read/MetadataReader.h"
 #include "read/PageDecoder.h"
 #include "read/PyramidLayout.h"
 #include "samples/MeanRule.h"
@@ -14,10 +15,9 @@
 
 #include <algorithm>
 #include <atomic>
-#include <functional>
-#include <mutex>
 #include <numeric>
 #include <span>
+#include <stdexcept>
 #include <type_traits>
 #include <utility>
 
@@ -41,10 +41,10 @@ public:
     // of such requests still decodes every block once.
     static constexpr long long maxRequestRows = 1024;
 
-    /// The rows [firstRow, endRow) and columns [firstColumn, endColumn) of one slice of a level.
+    /// The rows [firstRow, endRow) and columns [firstColumn, endColumn) of one page of a level.
     struct Area {
         long long level;
-        long long slice;
+        long long page;  ///< its index in `PyramidLayout::Level::pages`
         long long firstColumn;
         long long endColumn;
         long long firstRow;
@@ -80,9 +80,13 @@ public:
         : path_(path),
           name_(nameOf(path, selection)),
           file_(detail::File::openForReading(path)),
-          layout_(readLayout(selection)),
+          directories_(file_),
+          layout_(readLayout(selection, options)),
           first_(layout_.getFirstPage()),
-          allChannels_(static_cast<std::size_t>(first_.numChannels)),
+          allChannels_(static_cast<std::size_t>(layout_.getNumChannels())),
+          metadata_(detail::readMetadata(directories_, layout_)),
+          facts_(detail::readFacts(directories_, layout_, metadata_.image)),
+          means_(makeMeans()),
           decoder_(file_, options.damage),
           cache_(options.budget) {
         std::iota(allChannels_.begin(), allChannels_.end(), 0);
@@ -93,6 +97,8 @@ public:
     [[nodiscard]] std::string const& getName() const noexcept { return name_; }
     [[nodiscard]] PyramidLayout const& getLayout() const noexcept { return layout_; }
     [[nodiscard]] PageInfo const& getFirst() const noexcept { return first_; }
+    [[nodiscard]] detail::ToldMetadata const& getMetadata() const noexcept { return metadata_; }
+    [[nodiscard]] detail::Facts const& getFacts() const noexcept { return facts_; }
     /// The numbers of all channels in their order.
     [[nodiscard]] std::span<long long const> getAllChannels() const noexcept {
         return allChannels_;
@@ -107,15 +113,13 @@ public:
 
     void setCacheLimit(std::optional<std::size_t> bytes) { cache_.setLimit(bytes); }
 
-    /// Tells by what levels are computed, asked when the first one is; before the first read.
-    void setMeans(std::function<detail::MeanRule()> makeMeans) {
-        makeMeans_ = std::move(makeMeans);
-    }
-
     /// Makes room in the cache for the blocks under `rows` rows of so many channels across the
     /// whole image.
     void expectRequest(long long rows, long long numChannels) {
-        auto const kept = first_.isDecodedByPlane() ? numChannels : first_.numChannels;
+        auto const perPage = first_.numChannels;
+        auto const kept = first_.isDecodedByPlane()
+                              ? numChannels
+                              : perPage * std::min(layout_.planesPerSlice, numChannels);
         auto const rowBytes = first_.width * kept * getSampleBytes(first_.sampleType);
         auto const tall =
             std::clamp(rows, computedBlockEdge, maxRequestRows) + 2 * first_.blockHeight;
@@ -132,11 +136,12 @@ public:
         return grid.width >= found.extent.x && grid.height >= found.extent.y;
     }
 
-    /// Calls `visit(i, rows)` with the rows of channel `channels[i]`, of the image's type T, that
-    /// every block has inside an area of a level. Positions that are not covered are not visited.
+    /// Calls `visit(i, rows)` with the rows of channel `channels[i]` of a page, of the image's type
+    /// T, that every block has inside an area of a level. Positions that are not covered are not
+    /// visited.
     template <typename T, typename Visit>
     void visitRows(Area const& area, std::span<long long const> channels, Visit&& visit) {
-        Grid const grid = gridOf(area.level, *findLevel(area.level), area.slice);
+        Grid const grid = gridOf(area.level, *findLevel(area.level), area.page);
         auto const endColumn = std::min(area.endColumn, grid.width);
         auto const endRow = std::min(area.endRow, grid.height);
         if (area.firstColumn >= endColumn || area.firstRow >= endRow) return;
@@ -149,7 +154,7 @@ public:
                 for (std::size_t i = 0; i < channels.size(); ++i) {
                     auto const plane = grid.isByPlane ? channels[i] : 0;
                     if (!block || grid.isByPlane) {
-                        block = getBlock({area.level, area.slice, plane, bx, by});
+                        block = getBlock({area.level, area.page, plane, bx, by});
                     }
                     auto const x = std::max(area.firstColumn, column);
                     auto const y = std::max(area.firstRow, row);
@@ -196,11 +201,13 @@ public:
         if (inside.isEmpty()) return;
         expectRequest(dstExtent.y, numPlanes);
         for (long long z = inside.min.z; z <= inside.max.z; ++z) {
-            Area const area{level,           z, inside.min.x, inside.max.x + 1, inside.min.y,
-                            inside.max.y + 1};
-            visitRows<T>(area, channels, [&](long long c, Rows<T> const& rows) {
-                Out* const first = rowAt(c, rows.y - region.min.y, z - region.min.z);
-                copyRows(rows, first + rows.x - region.min.x, dstExtent.x);
+            Area area{level, 0, inside.min.x, inside.max.x + 1, inside.min.y, inside.max.y + 1};
+            visitPages(channels, [&](long long page, long long start, auto const& ofPage) {
+                area.page = z * layout_.planesPerSlice + page;
+                visitRows<T>(area, ofPage, [&](long long c, Rows<T> const& rows) {
+                    Out* const first = rowAt(start + c, rows.y - region.min.y, z - region.min.z);
+                    copyRows(rows, first + rows.x - region.min.x, dstExtent.x);
+                });
             });
         }
     }
@@ -214,6 +221,23 @@ private:
         bool isByPlane;  ///< a block holds one channel, else all
     };
 
+    /// Calls `visit(page, start, ofPage)` for every run of channels that are of one page of a
+    /// slice: `ofPage` are their numbers in that page, the first of them is `channels[start]`.
+    template <typename Visit>
+    void visitPages(std::span<long long const> channels, Visit&& visit) const {
+        if (layout_.planesPerSlice == 1) return visit(0, 0, channels);
+        auto const perPage = first_.numChannels;
+        std::vector<long long> ofPage;
+        for (std::size_t start = 0; start < channels.size(); start += ofPage.size()) {
+            auto const page = channels[start] / perPage;
+            ofPage.clear();
+            for (auto i = start; i < channels.size() && channels[i] / perPage == page; ++i) {
+                ofPage.push_back(channels[i] % perPage);
+            }
+            visit(page, static_cast<long long>(start), std::span<long long const>(ofPage));
+        }
+    }
+
     static std::string nameOf(std::string const& path, TiffSelection const& selection) {
         std::string name = path;
         if (selection.page > 0) name += "#" + std::to_string(selection.page);
@@ -222,19 +246,35 @@ private:
         return name;
     }
 
-    PyramidLayout readLayout(TiffSelection const& selection) {
+    PyramidLayout readLayout(TiffSelection const& selection, OpenOptions const& options) {
+        if (!directories_.isTiff()) throw std::runtime_error(name_ + ": is not a TIFF file");
         auto stream = std::make_unique<detail::FileReadStream>(file_, false);
         // Tags may point to the same bytes over and over again: an honest file does so rarely.
         stream->readBudget = 4 * std::min(file_->getSize(), 1LL << 60) + (64LL << 20);
-        detail::TiffHandle tiff(std::move(stream), name_, "rcOm");
-        return PyramidLayout(tiff, selection);
+        detail::TiffHandle tiff(std::move(stream), name_, "rhcOm");
+        auto const slash = path_.rfind('/');  // npos + 1 is 0
+        return {tiff, directories_, selection, options.strict, path_.substr(slash + 1)};
+    }
+
+    /// How the channels of one page become those of its coarser levels.
+    [[nodiscard]] detail::MeanRule makeMeans() const {
+        Metadata page;
+        page.noData = metadata_.image.noData;
+        page.colourModel = metadata_.image.colourModel;
+        if (page.noData || !first_.opacity.empty() || page.colourModel == ColourModel::Classes) {
+            page.channels.resize(static_cast<std::size_t>(first_.numChannels));
+        }
+        for (auto const& [channel, kind] : first_.opacity) {
+            page.channels[static_cast<std::size_t>(channel)].alpha = kind;
+        }
+        return detail::makeMeanRule(page);
     }
 
     /// Slices of one size may still be cut into different tiles or strips.
     [[nodiscard]] Grid gridOf(long long levelIndex, PyramidLayout::Level const& level,
-                              long long slice) const {
+                              long long pageIndex) const {
         if (level.isStored()) {
-            auto const& page = level.pages[static_cast<std::size_t>(slice)];
+            auto const& page = level.pages[static_cast<std::size_t>(pageIndex)];
             return {page.width, page.height, page.blockWidth, page.blockHeight,
                     page.isDecodedByPlane()};
         }
@@ -263,10 +303,11 @@ private:
     std::shared_ptr<Block const> computeBlock(BlockKey const& key,
                                               PyramidLayout::Level const& level,
                                               BlockCache::Room& room) {
-        std::call_once(meansAreMade_, [this] { means_ = makeMeans_(); });
         Grid const grid = gridOf(key.level, level, key.slice);
-        auto const channels =
-            grid.isByPlane ? std::span(&key.plane, 1) : std::span(std::as_const(allChannels_));
+        auto const channels = grid.isByPlane
+                                  ? std::span(&key.plane, 1)
+                                  : std::span(std::as_const(allChannels_))
+                                        .first(static_cast<std::size_t>(first_.numChannels));
         auto block = std::make_shared<Block>();
         block->width = std::min(grid.blockWidth, grid.width - key.x * grid.blockWidth);
         block->height = std::min(grid.blockHeight, grid.height - key.y * grid.blockHeight);
@@ -326,11 +367,12 @@ private:
     std::string path_;
     std::string name_;
     std::shared_ptr<detail::File const> file_;
+    detail::DirectoryReader directories_;
     PyramidLayout layout_;
     PageInfo const& first_;
     std::vector<long long> allChannels_;
-    std::function<detail::MeanRule()> makeMeans_;
-    std::once_flag meansAreMade_;
+    detail::ToldMetadata metadata_;
+    detail::Facts facts_;
     detail::MeanRule means_;
     detail::PageDecoder decoder_;
     BlockCache cache_;

@@ -3,8 +3,9 @@
 #include "read/Reader.h"
 
 #include <quivo/core/Levels.h>
-#include <quivo/image/ChannelNames.h>
 #include <quivo/util/Paths.h>
+
+#include <cmath>
 
 namespace Quivo {
 
@@ -15,9 +16,7 @@ TiffImage::TiffImage(std::string const& path, OpenOptions const& options)
 
 TiffImage::TiffImage(std::string const& path, TiffSelection const& selection,
                      OpenOptions const& options)
-    : reader_(std::make_unique<Reader>(path, selection, options)) {
-    reader_->setMeans([this] { return detail::makeMeanRule(TiffImage::getMetadata()); });
-}
+    : reader_(std::make_unique<Reader>(path, selection, options)) {}
 
 TiffImage::~TiffImage() = default;
 
@@ -28,7 +27,7 @@ Vector TiffImage::getExtent(long long level) const {
     return found ? found->extent : Vector();
 }
 
-long long TiffImage::getNumChannels() const { return reader_->getFirst().numChannels; }
+long long TiffImage::getNumChannels() const { return reader_->getLayout().getNumChannels(); }
 
 long long TiffImage::getNumLevels() const {
     return static_cast<long long>(reader_->getLayout().levels.size());
@@ -37,7 +36,8 @@ long long TiffImage::getNumLevels() const {
 ValueRange<double> TiffImage::getValueRange() const { return reader_->getFirst().valueRange; }
 
 Vector TiffImage::getVoxelSize(long long level) const {
-    return convertToLevel(reader_->getFirst().voxelSize, level, 0);
+    auto const [x, y, z] = reader_->getMetadata().image.pixelSize;
+    return convertToLevel(Vector(std::llround(x), std::llround(y), std::llround(z)), level, 0);
 }
 
 Vector TiffImage::getTileExtent() const {
@@ -75,41 +75,40 @@ void TiffImage::openSamples(void* dst, long long level, Box const& region,
 }
 
 Metadata TiffImage::getMetadata() {
-    auto const& first = reader_->getFirst();
-    Metadata result;
-    result.colourModel = first.colourModel;
-    for (long long c = 0; c < first.numChannels; ++c) {
-        result.channels.push_back({getChannelName(c), AlphaKind::None, {}, {}});
+    auto const& told = reader_->getMetadata();
+    auto const& layout = reader_->getLayout();
+    Metadata result = told.image;
+    for (long long c = 0; c < layout.getNumChannels(); ++c) {
+        result.channels.push_back(detail::describeChannel(told, layout, c));
+        result.channels.back().name = getChannelName(c);
     }
-    for (auto const& [channel, kind] : first.opacity) {
-        result.channels[static_cast<std::size_t>(channel)].alpha = kind;
-    }
-    result.pixelSize = {first.pixelWidth, first.pixelHeight, 0.0};
     return result;
 }
 
 std::string TiffImage::getSliceName(long long index) {
-    auto const& slices = reader_->getLayout().levels[0].pages;
-    bool const exists = index >= 0 && index < static_cast<long long>(slices.size());
-    return exists ? slices[static_cast<std::size_t>(index)].name : std::string();
+    auto const& names = reader_->getLayout().sliceNames;
+    bool const exists = index >= 0 && index < std::ssize(names);
+    return exists ? names[static_cast<std::size_t>(index)] : std::string();
 }
 
 std::string TiffImage::getChannelName(long long index) {
-    auto const& first = reader_->getFirst();
-    check(index >= 0 && index < first.numChannels,
+    auto const& layout = reader_->getLayout();
+    check(index >= 0 && index < layout.getNumChannels(),
           "Invalid channel index. Cannot determine its name.");
-    auto const& told = reader_->getLayout().channelNames;
-    auto const position = static_cast<std::size_t>(index);
-    if (position < told.size() && !told[position].empty()) return told[position];
-    if (first.numChannels == 1) return getUsualChannelName(index, 1);
-    return getUsualChannelName(index, !first.hasColours ? 0 : first.hasAlpha ? 4 : 3);
+    return detail::describeChannel(reader_->getMetadata(), layout, index).name;
 }
 
-std::string TiffImage::getId() const { return getImageIdFromPath(reader_->getPath()); }
+std::string TiffImage::getId() const { return getImageIdFromPath(reader_->getName()); }
 
 std::string TiffImage::getGroupId() const { return getGroupIdFromImagePath(reader_->getPath()); }
 
 ContentHash TiffImage::getHash() { return 0; }
+
+std::vector<std::pair<std::string, std::string>> TiffImage::getFacts() const {
+    return reader_->getFacts();
+}
+
+std::vector<StoredPart> TiffImage::getOtherParts() const { return reader_->getLayout().otherParts; }
 
 Image* TiffImage::getViewableRepresentation() { return displayView_.get(*this); }
 

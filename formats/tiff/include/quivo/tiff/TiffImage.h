@@ -2,6 +2,7 @@
 
 #include <quivo/image/DisplayView.h>
 #include <quivo/image/Facets.h>
+#include <quivo/image/StoredContents.h>
 #include <quivo/image/StoredLayout.h>
 #include <quivo/metadata/Metadata.h>
 #include <quivo/samples/SampleSource.h>
@@ -14,6 +15,8 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace Quivo {
 
@@ -51,7 +54,8 @@ struct TiffSelection {
 class QUIVO_API TiffImage : public TileImage,
                             public SampleSource,
                             public MetadataSource,
-                            public StoredLayout {
+                            public StoredLayout,
+                            public StoredContents {
 public:
     /// Opens a file.
     /// error: std::runtime_error, one line that starts with the path, when the file cannot be read,
@@ -114,6 +118,10 @@ public:
 
     /// Whether level 0 lies in the file in tiles; otherwise in strips across the whole image.
     [[nodiscard]] bool isTiled() const noexcept override;
+
+    [[nodiscard]] std::vector<std::pair<std::string, std::string>> getFacts() const override;
+    /// Other pages, series and times, and what is damaged.
+    [[nodiscard]] std::vector<StoredPart> getOtherParts() const override;
 
     /// The type of the values delivered: the file's, or `U8` where colours are converted.
     [[nodiscard]] SampleType getSampleType() const noexcept;
