@@ -30,9 +30,14 @@ std::string const* find(Metadata const& metadata, char const* name) {
 /// A date of TIFF, "2026:11:24 00:30:00", as ISO 8601 has it, and back; empty for what is none.
 ///@{
 std::string toIso(std::string_view date) {
-    date = date.substr(0, date.find('\0'));
-    std::string text(date);
-    if (text.size() != 19 || text[4] != ':' || text[7] != ':' || text[10] != ' ') return {};
+    std::string text(date.substr(0, date.find('\0')));
+    constexpr std::string_view form = "dddd:dd:dd dd:dd:dd";
+    bool isDate = text.size() == form.size();
+    for (std::size_t i = 0; isDate && i < form.size(); ++i) {
+        isDate = form[i] == 'd' ? std::isdigit(static_cast<unsigned char>(text[i])) != 0
+                                : text[i] == form[i];
+    }
+    if (!isDate) return {};
     text[4] = text[7] = '-';
     text[10] = 'T';
     return text;
@@ -98,6 +103,11 @@ std::optional<double> parseNumber(std::string_view text) {
     auto const first = clean.find_first_not_of(" \t\r\n+");
     if (first == std::string::npos) return std::nullopt;
     auto const last = clean.find_last_not_of(" \t\r\n");
+    // What the C library of Windows writes.
+    if (clean.find("1.#INF") != std::string::npos) {
+        auto const infinity = std::numeric_limits<double>::infinity();
+        return clean.find('-') == std::string::npos ? infinity : -infinity;
+    }
     double value = 0;
     auto const [rest, error] =
         std::from_chars(clean.data() + first, clean.data() + last + 1, value);
@@ -105,7 +115,15 @@ std::optional<double> parseNumber(std::string_view text) {
     return value;
 }
 
-bool areEqual(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
+/// Whether samples of a type can be told to be one number or the other.
+bool areSame(double a, double b, SampleType type) {
+    bool const areShort = type == SampleType::F16 || type == SampleType::F32;
+    constexpr double most = std::numeric_limits<float>::max();
+    auto const toFloat = [=](double value) {
+        return static_cast<float>(std::isinf(value) ? value : std::clamp(value, -most, most));
+    };
+    return a == b || (std::isnan(a) && std::isnan(b)) || (areShort && toFloat(a) == toFloat(b));
+}
 
 /// Fractions and unit of a text "XNUM/XDEN YNUM/YDEN UNIT".
 struct Resolution {
@@ -138,7 +156,7 @@ MetadataTags::MetadataTags(Metadata const& metadata, WrittenShape const& shape) 
     addBlocks(metadata);
     addGeoTags(metadata, shape.extent, first_, losses_);
     addChannels(metadata, shape);
-    addNoData(metadata);
+    addNoData(metadata, shape);
     readResolution(metadata);
 }
 
@@ -276,14 +294,20 @@ void MetadataTags::addChannels(Metadata const& metadata, WrittenShape const& sha
         for (auto& channel : wanted.channels) channel.name.clear();
     }
     auto const xml = toGdalXml(wanted);
+    if (xml.empty() && find(metadata, "tiff:GDALMetadata")) {
+        losses_.emplace_back("GDAL's items of channels that there are no more");
+    }
     if (!xml.empty()) first_.addText(gdalMetadataTag, xml);
 }
 
-void MetadataTags::addNoData(Metadata const& metadata) {
-    if (!metadata.noData) return;
+void MetadataTags::addNoData(Metadata const& metadata, WrittenShape const& shape) {
     auto const* const raw = find(metadata, "tiff:GDALNoData");
     auto const told = raw ? parseNumber(*raw) : std::nullopt;
-    if (told && areEqual(*told, *metadata.noData)) {
+    if (!metadata.noData) {
+        if (told) losses_.push_back("the no-data value " + *raw + ", which no sample is any more");
+        return;
+    }
+    if (told && areSame(*told, *metadata.noData, shape.sampleType)) {
         every_.addText(gdalNoDataTag, *raw);
         return;
     }

@@ -55,7 +55,7 @@ private:
     void addDate(Metadata const& metadata);
     void addBlocks(Metadata const& metadata);
     void addChannels(Metadata const& metadata, WrittenShape const& shape);
-    void addNoData(Metadata const& metadata);
+    void addNoData(Metadata const& metadata, WrittenShape const& shape);
     void readResolution(Metadata const& metadata);
 
     TagList first_, every_;
