@@ -1,5 +1,7 @@
 #include "commands/Commands.h"
+#include "terminal/Interrupt.h"
 #include "terminal/Memory.h"
+#include "terminal/Status.h"
 
 #include <quivo/chains/Text.h>
 #include <quivo/core/Version.h>
@@ -14,13 +16,12 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace Quivo::tool {
 
 namespace {
-
-enum ExitStatus { Success = 0, Failure = 1, WrongCall = 2, Interrupted = 130 };
 
 constexpr char const* memoryMessage =
     "not enough memory: a smaller --box or --tile or a coarser --level needs less";
@@ -42,7 +43,7 @@ void flushOutput() {
     }
 }
 
-ExitStatus reportWrongCall(CLI::App const& app, CLI::ParseError const& error) {
+int reportWrongCall(CLI::App const& app, CLI::ParseError const& error) {
     std::string command = "quivo";
     for (CLI::App const* subcommand : app.get_subcommands()) {
         command += " " + subcommand->get_name();
@@ -51,20 +52,31 @@ ExitStatus reportWrongCall(CLI::App const& app, CLI::ParseError const& error) {
     return WrongCall;
 }
 
-ExitStatus run(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app("Reads, converts and pictures very large multi-resolution images.", "quivo");
     app.set_version_flag("--version", getVersion());
     app.require_subcommand(0, 1);  // so that an unknown one is named in the error
     app.footer("Example: quivo info mandelbrot:100000x100000");
+    Ending ending;
     addInfoCommand(app);
-    addConvertCommand(app);
-    addMergeCommand(app);
-    addRenderCommand(app);
-    addReadCommand(app);
+    addConvertCommand(app, ending);
+    addMergeCommand(app, ending);
+    addSplitCommand(app, ending);
+    addRenderCommand(app, ending);
+    addReadCommand(app, ending);
+    addVerifyCommand(app, ending);
+    addCompareCommand(app, ending);
+    // Behind it stands no option, and a subcommand is none.
+    if (argc > 1 && std::string_view(argv[1]) == "--") {
+        argv[1] = argv[0];
+        ++argv;
+        --argc;
+    }
     try {
         app.parse(argc, argv);
         if (app.get_subcommands().empty()) {
-            throw CLI::RequiredError("A subcommand (info, convert, merge, render or read)");
+            throw CLI::RequiredError(
+                "A subcommand (info, convert, merge, split, render, read, verify or compare)");
         }
     } catch (CLI::ParseError const& error) {
         bool const asksForHelp = error.get_exit_code() == Success;
@@ -72,16 +84,16 @@ ExitStatus run(int argc, char** argv) {
         app.exit(error);
     }
     flushOutput();
-    return Success;
+    return ending.status;
 }
 
 /// `run` with every way to fail turned into one line and an exit status.
-ExitStatus runAndReport(int argc, char** argv) {
+int runAndReport(int argc, char** argv) {
     try {
         return run(argc, argv);
     } catch (CancellationException const&) {
-        report("interrupted, no file was written");
-        return Interrupted;
+        report("interrupted, no unfinished file is left");
+        return EndedBySignal + Interrupt::getSignal();
     } catch (std::bad_alloc const&) {
         report(memoryMessage);
     } catch (std::length_error const&) {

@@ -1,6 +1,7 @@
 #include <quivo/chains/Text.h>
 #include <quivo/util/Files.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstddef>
@@ -100,6 +101,31 @@ std::string toText(double value, int numDecimals) {
                                    std::chars_format::fixed, numDecimals)
                          .ptr;
     return {text.data(), end};
+}
+
+std::string toRoundText(double value, int numDigits) {
+    std::array<char, 32> text{};
+    auto const end = std::to_chars(text.data(), text.data() + text.size(), value,
+                                   std::chars_format::scientific, numDigits - 1)
+                         .ptr;
+    // What has that many digits at most reads back from them, and has a shortest form.
+    double rounded = value;
+    std::from_chars(text.data(), end, rounded);
+    return toText(rounded);
+}
+
+std::string toLengthText(double nanometres) {
+    struct Unit {
+        char const* name;
+        double size;   ///< in nanometres
+        double least;  ///< of the unit, from which on it is used
+    };
+    static constexpr std::array units{Unit{" m", 1e9, 1.0}, Unit{" mm", 1e6, 0.1},
+                                      Unit{" um", 1e3, 0.1}, Unit{" nm", 1.0, 0.0}};
+    auto const* const unit = std::find_if(units.begin(), units.end() - 1, [&](Unit const& each) {
+        return nanometres >= each.size * each.least;
+    });
+    return toRoundText(nanometres / unit->size, 4) + unit->name;
 }
 
 std::string toText(Vector const& extent) {

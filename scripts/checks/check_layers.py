@@ -34,7 +34,9 @@ TIFF = {
 APPS = {
     "apps/quivo/terminal": {"storage/files"},
     "apps/quivo/options": {"apps/quivo/terminal", "storage/files"},
-    "apps/quivo/commands": {"apps/quivo/options", "apps/quivo/terminal", "storage/files"},
+    "apps/quivo/work": {"apps/quivo/options", "apps/quivo/terminal", "storage/files"},
+    "apps/quivo/commands": {"apps/quivo/work", "apps/quivo/options", "apps/quivo/terminal",
+                            "storage/files"},
     "apps/quivo": {"apps/quivo/commands", "apps/quivo/options", "apps/quivo/terminal"},
 }
 FORMATS = {"quivo/tiff", "quivo/synthetic"}

@@ -62,13 +62,15 @@ QUIVO_KERNEL_BODY containsValueBody(T const* upper, T const* lower, long long co
     Flag found = 0;
     if (isFloat<T> && value != value) {
         for (long long i = 0; i < count; ++i) {
-            bool const isFound = (upper[i] != upper[i]) | (lower[i] != lower[i]);
-            found = static_cast<Flag>(found | static_cast<Flag>(isFound));
+            auto const above = static_cast<Flag>(upper[i] != upper[i]);
+            auto const below = static_cast<Flag>(lower[i] != lower[i]);
+            found = static_cast<Flag>(found | above | below);
         }
     } else {
         for (long long i = 0; i < count; ++i) {
-            bool const isFound = (upper[i] == value) | (lower[i] == value);
-            found = static_cast<Flag>(found | static_cast<Flag>(isFound));
+            auto const above = static_cast<Flag>(upper[i] == value);
+            auto const below = static_cast<Flag>(lower[i] == value);
+            found = static_cast<Flag>(found | above | below);
         }
     }
     *result = found != 0;

@@ -3,25 +3,22 @@
 #include "options/Input.h"
 #include "options/Region.h"
 #include "options/Selection.h"
+#include "options/Shown.h"
 #include "terminal/Interrupt.h"
-#include "terminal/Memory.h"
 #include "terminal/OutputFile.h"
+#include "terminal/ProgressBar.h"
+#include "terminal/Report.h"
+#include "work/Picture.h"
+#include "work/PictureFile.h"
 
 #include <quivo/chains/ReadPlan.h>
 #include <quivo/core/Levels.h>
-#include <quivo/core/Strips.h>
-#include <quivo/display/Bytes.h>
-#include <quivo/display/PngEncoder.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
 #include <memory>
 #include <optional>
-#include <span>
-#include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace Quivo::tool {
 
@@ -33,6 +30,12 @@ struct RenderOptions {
     std::optional<long long> size;
     RegionOptions region;
     ScaleOptions scale;
+    ShownOptions shown;
+    OpeningOptions opening;
+    std::optional<PictureFormat> format;
+    std::optional<long long> quality;
+    bool force = false;
+    bool quiet = false;
 };
 
 /// Whether nothing says how large the picture is to be.
@@ -72,99 +75,64 @@ long long fitToSize(Selection& selection, long long size, RenderOptions const& o
     return level;
 }
 
-/// The file as a sink of an encoder.
-class FileSink final : public ByteSink {
-public:
-    explicit FileSink(OutputFile& file) noexcept : file_(file) {}
-    void write(std::span<std::byte const> bytes) override {
-        file_.write(bytes.data(), bytes.size());
+PictureFormat chooseFormat(RenderOptions const& options) {
+    auto const format = options.format                     ? options.format
+                        : options.output == standardOutput ? PictureFormat::Png
+                                                           : findPictureFormat(options.output);
+    if (!format) {
+        throw CLI::ValidationError("OUTPUT", "\"" + options.output +
+                                                 "\" ends neither with .png nor with .jpg or "
+                                                 ".jpeg, and there is no --format");
     }
-
-private:
-    OutputFile& file_;
-};
-
-/// Three and four channels are colours; of any other number the first is shown.
-int getNumShownChannels(Image const& view) {
-    long long const numChannels = view.getNumChannels();
-    return numChannels == 3 || numChannels == 4 ? static_cast<int>(numChannels) : 1;
+    if (options.quality && *format != PictureFormat::Jpeg) {
+        throw CLI::ValidationError("--quality", "is that of a JPEG");
+    }
+    return *format;
 }
 
-/// Writes a region of `view`; `maxBandHeight` rows of it are read at once at most.
-void writePng(OutputFile& file, Image& view, long long level, Box const& region,
-              long long maxBandHeight, CancellationChecker& checker) {
-    Vector const extent = region.getExtent();
-    int const numChannels = getNumShownChannels(view);
-    Vector const pieceExtent = ReadPlan::choosePieceExtent(view.getNumChannels());
-    constexpr long long maxBandBytes = 1 << 26;
-    // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): neither a box nor a level is empty here
-    long long const bandHeight = std::clamp(maxBandBytes / (extent.x * numChannels), 1LL,
-                                            std::min(pieceExtent.y, maxBandHeight));
-    std::vector<unsigned char> rows(
-        static_cast<std::size_t>(extent.x * numChannels * std::min(bandHeight, extent.y)));
-    std::vector<double> values;
-
-    FileSink sink(file);
-    PngEncoder png(sink, extent.x, extent.y, numChannels);
-    forEachStrip(region, 1, bandHeight, [&](Box const& band) {
-        forEachStrip(band, 0, pieceExtent.x, [&](Box const& piece) {
-            checker.checkCancelled();
-            auto const count = static_cast<std::size_t>(piece.getSize() * view.getNumChannels());
-            if (values.size() < count) values.resize(count);
-            view.openRegion(values.data(), level, piece);
-            Vector const size = piece.getExtent();
-            interleaveBytes(values.data(), size.x, size.y, numChannels,
-                            rows.data() + (piece.min.x - region.min.x) * numChannels, extent.x);
-        });
-        for (long long y = 0; y < band.getExtent().y; ++y) {
-            png.writeRow(rows.data() + y * extent.x * numChannels);
-        }
-    });
-    png.finish();
-}
-
-void runRender(RenderOptions const& options) {
+void runRender(RenderOptions const& options, Ending& ending) {
     if (options.size && options.region.level && !options.region.box) {
         // A picture of one size needs no level; of a box, the level says what the box means.
         throw CLI::ExcludesError("--size", "--level without --box");
     }
+    PictureFormat const format = chooseFormat(options);
     Interrupt interrupt;
-    Input const input(options.input);
+    Input const input(options.input, options.opening);
     input.checkIsNot(options.output);
-    Selection selection(input, options.region, Selection::Border::Zeros);
+    (void)options.region.getRegion(input);  // wrong ones are refused before anything is read
+    OutputFile file(options.output,
+                    options.force ? detail::Existing::Replaced : detail::Existing::Kept, interrupt);
+    PicturePlan const plan = planPicture(input, options.shown, options.region.slice.value_or(0));
+    Selection selection(input, options.region, Selection::Border::Zeros, plan.channels);
     long long level = 0;
     if (options.scale.factor) {
         selection.scale(*options.scale.factor, 0, options.scale.cacheSizeMB);
     } else if (options.size || isSizeOpen(options)) {
         level = fitToSize(selection, options.size.value_or(1024), options);
     }
-    Image& view = *selection.getImage().getViewableRepresentation();
+    Picture const picture(selection.getImage(), plan);
     Box const region = selection.getFrame(level);
-    Vector const extent = region.getExtent();
-    if (extent.x > PngEncoder::maxSide || extent.y > PngEncoder::maxSide) {
-        throw std::runtime_error(options.output + ": a PNG has at most " +
-                                 std::to_string(PngEncoder::maxSide) +
-                                 " pixels on a side: choose a smaller --box or a coarser --level");
-    }
-    constexpr double numRowsInMemory = 8.0;  // ours, and those in which the encoder tries filters
-    checkFitsIntoMemory(options.output, static_cast<double>(extent.x) * getNumShownChannels(view) *
-                                            numRowsInMemory);
-    OutputFile file(options.output, interrupt);
-    try {
-        writePng(file, view, level, region, selection.getBandHeight(), interrupt);
-    } catch (EncodingError const& error) {
-        throw std::runtime_error(options.output + ": " + error.what());
+    checkPicture(format, options.output, region, picture.getImage().getNumChannels());
+    {
+        ProgressBar progress(
+            options.quiet ? ProgressBar::Style::Quiet : ProgressBar::Style::WhenItLasts, 1);
+        writePicture(file, format, static_cast<int>(options.quality.value_or(90)),
+                     picture.getImage(), level, region, selection.getBandHeight(), progress,
+                     interrupt);
     }
     file.commit();
+    ending.status = reportDamage(input.getName(), describeDamage(input.getDamage()));
 }
 
 }  // namespace
 
-void addRenderCommand(CLI::App& app) {
-    CLI::App* const command = app.add_subcommand("render", "Write a picture of an image as PNG");
+void addRenderCommand(CLI::App& app, Ending& ending) {
+    CLI::App* const command =
+        app.add_subcommand("render", "Write a picture of an image as PNG or JPEG");
     auto const options = std::make_shared<RenderOptions>();
     addPath(*command, "INPUT", &options->input, inputHelp)->required();
-    addPath(*command, "OUTPUT", &options->output, "the PNG to write, an existing one is replaced")
+    addPath(*command, "OUTPUT", &options->output,
+            "the picture to write, .png or .jpg; standard output for -")
         ->required();
     options->region.addTo(*command, zerosAtBorder, "0 without it");
     CLI::Option* const scale = options->scale.addTo(*command);
@@ -173,10 +141,21 @@ void addRenderCommand(CLI::App& app) {
                "more where the shorter side would have none; 1024 without it, unless --level, "
                "--box or --scale is given; with --level only of a --box")
         ->excludes(scale);
+    options->shown.addTo(*command);
+    addChoice<std::optional<PictureFormat>, PictureFormat>(
+        *command, "--format", &options->format,
+        {{"png", PictureFormat::Png}, {"jpeg", PictureFormat::Jpeg}},
+        "without it what OUTPUT ends with, png for standard output");
+    addInteger(*command, "--quality", &options->quality, {1, 100}, "of a JPEG, 90 without it");
+    options->opening.addTo(*command);
+    options->opening.addDamagedTo(*command);
+    command->add_flag("--force", options->force, "replace an existing OUTPUT");
+    command->add_flag("--quiet", options->quiet, "print no progress");
     command->footer(
-        "Examples: quivo render slide.tif preview.png --size 800\n"
-        "          quivo render slide.tif detail.png --box 5000,3000,2000,1500 --scale 0.3");
-    command->callback([options] { runRender(*options); });
+        "Examples: quivo render slide.tif preview.jpg --size 800\n"
+        "          quivo render slide.tif detail.png --box 5000,3000,2000,1500 --scale 0.3\n"
+        "          quivo render cells.tif cells.png --channels 'DAPI=blue:100,4000;FITC=green'");
+    command->callback([options, &ending] { runRender(*options, ending); });
 }
 
 }  // namespace Quivo::tool

@@ -1,9 +1,7 @@
 #pragma once
 
-#include "options/Input.h"
+#include "options/SampleTypes.h"
 
-#include <quivo/core/ValueRange.h>
-#include <quivo/samples/SampleType.h>
 #include <quivo/tiff/TiffWriter.h>
 
 #include <CLI/CLI.hpp>
@@ -13,28 +11,29 @@
 
 namespace Quivo::tool {
 
-/// The options of every subcommand that writes a pyramid TIFF.
+/// The options of every subcommand that writes pyramid TIFFs.
 struct OutputOptions {
-    std::string output;
-    long long tileSide = 256;
+    TiffLayout layout = TiffLayout::Plain;
+    std::optional<long long> tileSide;
     TiffCompression compression = TiffCompression::Deflate;
-    long long quality = 90;
+    std::optional<long long> quality;
     bool allLevels = false;
-    std::optional<SampleType> sampleType;
+    TypeChoice sampleType;
+    bool strips = false;
     long long numThreads = 0;
     bool force = false;
     bool quiet = false;
 
-    /// Adds all but the name of the output to `app`; this object outlives the parse.
-    void addTo(CLI::App& app);
+    /// Adds all but the name of the output to `app`; this object outlives the parse. `ownType` says
+    /// what type is taken without --type.
+    void addTo(CLI::App& app, std::string const& ownType);
 
-    /// error: std::runtime_error when the output is the file of `input`.
-    /// error: std::runtime_error when it exists, unless it is a file and may be replaced.
-    void checkOutput(Input const& input) const;
+    /// What cannot be told from one option alone, and that `output` can be such a file.
+    /// error: CLI::ParseError.
+    void check(std::string const& output) const;
 
-    /// What to tell the user when the writer chooses a sample type for `range` that may not hold
-    /// the samples of `input`; empty when all is well.
-    [[nodiscard]] std::string getWarning(Input const& input, ValueRange<double> const& range) const;
+    /// 256, and 512 for cloud optimized files, without --tile.
+    [[nodiscard]] long long getTileSide() const noexcept;
 };
 
 }  // namespace Quivo::tool

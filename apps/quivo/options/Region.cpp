@@ -4,8 +4,8 @@
 
 namespace Quivo::tool {
 
-void RegionOptions::addTo(CLI::App& app, std::string const& atBorder,
-                          std::string const& withoutSlice) {
+CLI::Option* RegionOptions::addTo(CLI::App& app, std::string const& atBorder,
+                                  std::string const& withoutSlice) {
     // Which levels and slices there are, only the image can tell: the numbers are checked later.
     addInteger(app, "--level", &level, anyInteger,
                "the level to read, 0 as without it is full resolution");
@@ -15,7 +15,7 @@ void RegionOptions::addTo(CLI::App& app, std::string const& atBorder,
               "level without it; " +
                   atBorder)
         ->type_name("X,Y,W,H");
-    addInteger(app, "--slice", &slice, anyInteger, "the slice to take, " + withoutSlice)
+    return addInteger(app, "--slice", &slice, anyInteger, "the slice to take, " + withoutSlice)
         ->type_name("Z");
 }
 

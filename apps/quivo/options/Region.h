@@ -20,7 +20,8 @@ struct RegionOptions {
 
     /// Adds the options to `app`; this object outlives the parse. `atBorder` says what happens to a
     /// box that reaches outside the image, `withoutSlice` what is taken without --slice.
-    void addTo(CLI::App& app, std::string const& atBorder, std::string const& withoutSlice);
+    /// Returns --slice.
+    CLI::Option* addTo(CLI::App& app, std::string const& atBorder, std::string const& withoutSlice);
 
     /// The level, 0 without one.
     [[nodiscard]] long long getLevel() const noexcept { return level.value_or(0); }

@@ -6,6 +6,7 @@
 #include <quivo/chains/ReadPlan.h>
 #include <quivo/chains/Text.h>
 #include <quivo/core/Levels.h>
+#include <quivo/filters/ChannelFilter.h>
 #include <quivo/filters/PiecewiseFilter.h>
 #include <quivo/filters/SliceFilter.h>
 #include <quivo/filters/SubImageFilter.h>
@@ -16,6 +17,7 @@
 #include <limits>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 namespace Quivo::tool {
 
@@ -40,8 +42,12 @@ CLI::Option* ScaleOptions::addTo(CLI::App& app) {
     return option;
 }
 
-Selection::Selection(Input const& input, RegionOptions const& region, Border border)
-    : input_(input), baseLevel_(region.getLevel()), slice_(region.slice) {
+Selection::Selection(Input const& input, RegionOptions const& region, Border border,
+                     std::vector<long long> channels)
+    : input_(input),
+      channels_(std::move(channels)),
+      baseLevel_(region.getLevel()),
+      slice_(region.slice) {
     Box const wanted = region.getRegion(input);
     Vector const extent = input.getImage().getExtent(baseLevel_);
     Box const whole(Vector(extent.x, extent.y, 1));
@@ -73,9 +79,8 @@ void Selection::scale(double factor, long long level, long long cacheSizeMB) {
                                  " nothing remains when they are scaled by " + toText(factor));
     }
     double const pixelSide = 1.0 / factor + 2.0;
-    checkFitsIntoMemory(input_.getName(),
-                        pixelSide * pixelSide * sizeof(double) *
-                            static_cast<double>(input_.getImage().getNumChannels()));
+    checkFitsIntoMemory(input_.getName(), pixelSide * pixelSide * sizeof(double) *
+                                              static_cast<double>(top_->getNumChannels()));
     build(input_.getPlan().chooseCacheTile(baseLevel_ + level, cacheSizeMB), cacheSizeMB);
 }
 
@@ -112,6 +117,7 @@ bool Selection::isLevelStored(long long level) const noexcept {
 void Selection::build(std::optional<Vector> const& cacheTile, long long cacheSizeMB) {
     filters_.clear();
     top_ = &input_.getImage();
+    if (!channels_.empty()) add<ChannelFilter>(channels_);
     if (cacheTile) add<CachedImage>(cacheSizeMB, *cacheTile);
     if (box_) add<SubImageFilter>(*box_, baseLevel_);
     if (slice_) add<SliceFilter>(*slice_);

@@ -34,10 +34,12 @@ public:
         Cut     ///< it loses what lies outside
     };
 
-    /// The whole image, all levels and slices, where `region` says nothing.
+    /// The whole image, all levels and slices, where `region` says nothing, and all channels where
+    /// `channels` names none.
     /// error: std::runtime_error when the input has no such level or slice, or when nothing is
     /// left of a box that is cut.
-    Selection(Input const& input, RegionOptions const& region, Border border);
+    Selection(Input const& input, RegionOptions const& region, Border border,
+              std::vector<long long> channels = {});
 
     /// Shrinks the selection, which is going to be read at `level`. Once.
     /// error: std::runtime_error when no pixel remains or a single one takes too much memory.
@@ -67,6 +69,7 @@ private:
     void build(std::optional<Vector> const& cacheTile, long long cacheSizeMB);
 
     Input const& input_;
+    std::vector<long long> channels_;
     long long baseLevel_;
     std::optional<Box> box_;  ///< in the base level, as given
     std::optional<long long> slice_;

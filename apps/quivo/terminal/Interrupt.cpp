@@ -8,17 +8,17 @@ namespace {
 
 // The one thing that a signal handler and every thread may touch.
 // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
-std::atomic<bool> interrupted{false};
-static_assert(std::atomic<bool>::is_always_lock_free);
+std::atomic<int> receivedSignal{0};
+static_assert(std::atomic<int>::is_always_lock_free);
 
-extern "C" void markInterrupted(int) { interrupted = true; }
+extern "C" void keepSignal(int signal) { receivedSignal = signal; }
 
 }  // namespace
 
 Interrupt::Interrupt() {
-    interrupted = false;
+    receivedSignal = 0;
     struct sigaction action {};
-    action.sa_handler = markInterrupted;  // no SA_RESTART: a blocked write returns and asks
+    action.sa_handler = keepSignal;  // no SA_RESTART: a blocked write returns and asks
     sigemptyset(&action.sa_mask);
     for (std::size_t i = 0; i < signals.size(); ++i) {
         sigaction(signals[i], nullptr, &previous_[i]);
@@ -32,7 +32,9 @@ Interrupt::~Interrupt() {
 }
 
 void Interrupt::checkCancelled() {
-    if (interrupted) throw CancellationException();
+    if (receivedSignal != 0) throw CancellationException();
 }
+
+int Interrupt::getSignal() noexcept { return receivedSignal; }
 
 }  // namespace Quivo::tool

@@ -22,6 +22,9 @@ public:
 
     void checkCancelled() override;
 
+    /// The signal that came last while an object lived; 0 when none did.
+    [[nodiscard]] static int getSignal() noexcept;
+
 private:
     static constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
     std::array<struct sigaction, signals.size()> previous_{};

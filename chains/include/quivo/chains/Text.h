@@ -55,6 +55,14 @@ struct Rectangle {
 /// With a fixed number of digits after the point, 0 ... 80.
 [[nodiscard]] QUIVO_API std::string toText(double value, int numDecimals);
 
+/// With at most `numDigits` (1 ... 17) digits that count, and none that say nothing: "0.2526",
+/// "1.2e-05".
+[[nodiscard]] QUIVO_API std::string toRoundText(double value, int numDigits);
+
+/// A length in nanometres, with four digits that count, in the unit that suits it: "252.6 nm",
+/// "6.35 um", "0.35 mm", "30 m".
+[[nodiscard]] QUIVO_API std::string toLengthText(double nanometres);
+
 /// "1024 x 768 x 1".
 [[nodiscard]] QUIVO_API std::string toText(Vector const& extent);
 

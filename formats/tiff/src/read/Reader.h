@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <mutex>
 #include <numeric>
 #include <span>
 #include <stdexcept>
@@ -86,7 +87,6 @@ public:
           allChannels_(static_cast<std::size_t>(layout_.getNumChannels())),
           metadata_(detail::readMetadata(directories_, layout_)),
           facts_(detail::readFacts(directories_, layout_, metadata_.image)),
-          means_(makeMeans()),
           decoder_(file_, options.damage),
           cache_(options.budget) {
         std::iota(allChannels_.begin(), allChannels_.end(), 0);
@@ -303,6 +303,7 @@ private:
     std::shared_ptr<Block const> computeBlock(BlockKey const& key,
                                               PyramidLayout::Level const& level,
                                               BlockCache::Room& room) {
+        std::call_once(meansAreMade_, [this] { means_ = makeMeans(); });
         Grid const grid = gridOf(key.level, level, key.slice);
         auto const channels = grid.isByPlane
                                   ? std::span(&key.plane, 1)
@@ -373,6 +374,7 @@ private:
     std::vector<long long> allChannels_;
     detail::ToldMetadata metadata_;
     detail::Facts facts_;
+    std::once_flag meansAreMade_;
     detail::MeanRule means_;
     detail::PageDecoder decoder_;
     BlockCache cache_;

@@ -31,13 +31,13 @@ struct TiffSelection {
 
 /// A TIFF or BigTIFF file as a pyramid.
 ///
-/// Reads tiles or strips, contiguous or separate planes, integers of 1 to 64 bits, floats of 16, 24,
-/// 32 and 64, any number of samples, every compression of the installed libtiff. Values arrive as
-/// stored, in the narrowest sample type that holds them, except: YCbCr arrives as RGB, palettes are
-/// expanded to RGB (unless `TiffSelection::indices` asks for the numbers), MinIsWhite is inverted
-/// within its bits, logarithmic luminance arrives as CIE XYZ. A complex sample is two channels, its
-/// real and its imaginary part. Extra samples are channels. Whatever the orientation, the image is
-/// upright; a large page that has to be turned on its side may take a temporary file.
+/// Reads tiles or strips, contiguous or separate planes, integers of 1 to 64 bits, floats of 16,
+/// 24, 32 and 64, any number of samples, every compression of the installed libtiff. Values arrive
+/// as stored, in the narrowest sample type that holds them, except: YCbCr arrives as RGB, palettes
+/// are expanded to RGB (unless `TiffSelection::indices` asks for the numbers), MinIsWhite is
+/// inverted within its bits, logarithmic luminance arrives as CIE XYZ. A complex sample is two
+/// channels, its real and its imaginary part. Extra samples are channels. Whatever the orientation,
+/// the image is upright; a large page that has to be turned on its side may take a temporary file.
 ///
 /// Slices are the pages of the first page's size and type. A reduced-resolution page or SubIFD is
 /// level L when its extent is within one pixel of the level-0 extent / 2^L on both axes; other
