@@ -173,7 +173,6 @@ void MetadataTags::addDescription(Metadata const& metadata, WrittenShape const& 
     auto const numChannels = std::ssize(metadata.channels);
     if (shape.layout == TiffLayout::Ome) {
         first_.addText(TIFFTAG_IMAGEDESCRIPTION, makeOmeXml(metadata, shape));
-        if (metadata.noData) losses_.emplace_back("the no-data value, for readers of OME-XML");
         return;
     }
     for (auto const& [property, isTrue, loss] : structured) {
