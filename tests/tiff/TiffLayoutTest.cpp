@@ -127,7 +127,8 @@ TEST_F(TiffLayoutTest, APageThatIsSelectedIsAloneWithItsLevels) {
     for (auto const& [input, error] :
          {std::pair("#5", "there is no page 5, only pages 1 to 4"),
           std::pair("#t=2", "there is no time 2, only one time is told")})
-        EXPECT_EQ(errorOf([&] { (void)openImage(path + input); }), path + input + ": " + error);
+        EXPECT_EQ(errorOf([&, input = input] { (void)openImage(path + input); }),
+                  path + input + ": " + error);
 }
 
 TEST_F(TiffLayoutTest, DescriptionsSayWhichPlaneIsWhich) {

@@ -40,7 +40,7 @@ void addLine(std::vector<std::string>& lines, std::string const& what, std::stri
 std::string toText(std::optional<Place> const& place) {
     if (!place) return {};
     std::string text = place->system + " at";
-    for (std::size_t i : {3, 7, 0, 5}) text += " " + toRoundText(place->toWorld[i], 12);
+    for (std::size_t const i : {3U, 7U, 0U, 5U}) text += " " + toRoundText(place->toWorld[i], 12);
     return text;
 }
 
