@@ -190,10 +190,12 @@ private:
             layout_.planesPerSlice == 1 ? page_.colourModel : ColourModel::None;
         auto const found = result_.image.properties.find("tiff:GDALMetadata");
         if (found == result_.image.properties.end()) return;
-        // Items are those of stored samples, which a palette has none of.
+        // Items are those of stored samples, which a palette has none of; where planes lie in
+        // pages of their own, the first of them speaks for all.
         bool const areStored = page_.presentation != Presentation::Palette;
-        auto told = parseGdalMetadata(found->second, areStored ? page_.numChannels : 0);
-        if (areStored) result_.names = parseChannelXml(found->second, page_.numChannels);
+        auto const numChannels = areStored ? layout_.getNumChannels() : 0;
+        auto told = parseGdalMetadata(found->second, numChannels);
+        if (areStored) result_.names = parseChannelXml(found->second, numChannels);
         result_.channels = std::move(told.channels);
         result_.image.properties.insert(told.items.begin(), told.items.end());
     }
@@ -221,7 +223,7 @@ ChannelMetadata describeChannel(ToldMetadata const& told, PyramidLayout const& l
     bool const isAlone = page.numChannels == 1;
     auto const plane = static_cast<std::size_t>(channel / page.numChannels);
     auto const ofPage = channel % page.numChannels;
-    auto const sample = static_cast<std::size_t>(ofPage);
+    auto const sample = static_cast<std::size_t>(channel);
     auto const& planes = layout.stack.channels;
     auto const ofPlane = plane < planes.size() ? planes[plane] : ChannelMetadata();
     ChannelMetadata result = isAlone ? ofPlane : ChannelMetadata();
