@@ -83,6 +83,9 @@ void PageInfo::checkCodec(TiffHandle& tiff) {
         return;
     }
     isUncompressed = compression == COMPRESSION_NONE;
+    constexpr int rowByRow[] = {COMPRESSION_NONE,    COMPRESSION_PACKBITS,      COMPRESSION_LZW,
+                                COMPRESSION_DEFLATE, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_ZSTD};
+    isRowByRow = std::count(std::begin(rowByRow), std::end(rowByRow), compression) != 0;
     maxRatio = maxRatioOf(compression);
     bool const isJpeg = compression == COMPRESSION_JPEG || compression == COMPRESSION_OJPEG;
     constexpr long long mostInScan = 4;

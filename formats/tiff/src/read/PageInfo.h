@@ -75,6 +75,7 @@ struct PageInfo {
     long long pieceHeight = 0;
     bool readsByRow = false;      ///< strips too large to be decoded whole
     bool isUncompressed = false;  ///< so that any row can be read without those before it
+    bool isRowByRow = false;  ///< so that rows below the image need not be decoded, nor be there
     /// The pieces can be reached in their order only, and upright rows need another one.
     bool needsScratch = false;
     /// The most bytes that one stored byte can become; 0 where the codec has no such bound.

@@ -191,8 +191,9 @@ void PieceDecoder::decodeStored(PageInfo const& page, TiffHandle& tiff, BlockKey
         // must not be what the process had in that memory before.
         if (!page.isUncompressed) std::fill(decoded.begin(), decoded.end(), std::byte{});
         auto const read = page.isStoredInTiles ? TIFFReadEncodedTile : TIFFReadEncodedStrip;
-        auto const got = read(file, stored.number, decoded.data(), tmsize_t(stored.bytes));
-        tiff.check(got == stored.bytes, name + " is damaged");
+        auto const bytes = page.isRowByRow ? stored.bytes / stored.height * height : stored.bytes;
+        auto const got = read(file, stored.number, decoded.data(), tmsize_t(bytes));
+        tiff.check(got == bytes, name + " is damaged");
         tiff.checkComplete();
         presenter.store(decoded.data(), page.storedBlockWidth, stored.plane, stored.row, height);
     });
