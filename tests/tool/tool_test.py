@@ -23,6 +23,8 @@ BAD_CALLS = [  # arguments, exit status, a part of the message, why it is wrong
     (f"convert {SET} o.tif --type f32 --compression jpeg", 1, "u8", "JPEG holds bytes"),
     ("convert mandelbrot:4294967296x16 o.tif", 1, "4294967295", "TIFF has 32-bit sides"),
     (f"convert {SET} gone/o.tif", 1, "gone/o.tif", "no such folder"),
+    *((f"{start} .", 1, ".: is a folder", "no file can be there") for start in
+      (f"convert {SET}", f"render {SET} --format png", f"read {SET} --output")),
     (f"convert {SET} o.tif --quality 50", 2, "--compression jpeg", "deflate has no quality"),
     (f"convert {SET} -", 2, "needs a file", "a TIFF is not written in one go"),
     ("convert stack.tif o.tif --layout cog", 1, "one slice", "a cloud optimized file is a picture"),
