@@ -173,7 +173,8 @@ class Results(ToolTest):
             result = call("verify", *args.split())
             self.assertEqual((result.returncode, result.stderr), (status, b""), args)
             for part in parts: self.assertIn(part, result.stdout.decode(), args)
-        for command in "convert broken.tif o.tif", "read broken.tif --output o.f64":
+        for command in ("convert broken.tif o.tif", "read broken.tif --output o.f64",
+                        "render broken.tif o.png"):
             self.assertEqual(call(*command.split()).returncode, 1)
             self.assertFalse(list(Path().glob("o.*")), command)
             result = call(*command.split(), "--damaged", "fill", "--quiet")
