@@ -31,7 +31,7 @@ for edge in 1 2 4 8 16 32; do
         row+=" $(median "$quivo" convert source.tif pyramid.tif --force --compression $compression)"
     done
     at=$((edge * 1024 / 2 - 256))
-    row+=" $(median "$quivo" read pyramid.tif --box $at,$at,512,512 --output region.f64)"
+    row+=" $(median "$quivo" read pyramid.tif --box $at,$at,512,512 --output region.f64 --force)"
     echo "$row" | tee -a size.dat
 done
 rm -f -- *.v *.tif region.f64

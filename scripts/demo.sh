@@ -18,8 +18,9 @@ echo "== what is in it"
 "$quivo" info "$out/mandelbrot.tif"
 echo
 echo "== two looks at it"
-"$quivo" render "$out/mandelbrot.tif" "$out/thumbnail.png" --size 1024
-"$quivo" render "$out/mandelbrot.tif" "$out/close-up.png" --level 0 --box 7504,6344,1024,1024
+"$quivo" render "$out/mandelbrot.tif" "$out/thumbnail.png" --size 1024 --force
+"$quivo" render "$out/mandelbrot.tif" "$out/close-up.png" --level 0 --box 7504,6344,1024,1024 \
+    --force
 cat <<EOF
 
 The pyramid:   $out/mandelbrot.tif

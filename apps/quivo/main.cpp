@@ -1,4 +1,5 @@
 #include "commands/Commands.h"
+#include "options/HelpText.h"
 #include "terminal/Interrupt.h"
 #include "terminal/Memory.h"
 #include "terminal/Status.h"
@@ -13,6 +14,7 @@
 #include <cerrno>
 #include <csignal>
 #include <iostream>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -54,6 +56,7 @@ int reportWrongCall(CLI::App const& app, CLI::ParseError const& error) {
 
 int run(int argc, char** argv) {
     CLI::App app("Reads, converts and pictures very large multi-resolution images.", "quivo");
+    app.formatter(std::make_shared<HelpText>());
     app.set_version_flag("--version", getVersion());
     app.require_subcommand(0, 1);  // so that an unknown one is named in the error
     app.footer("Example: quivo info mandelbrot:100000x100000");

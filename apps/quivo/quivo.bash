@@ -18,28 +18,43 @@ _quivo() {
     done
 
     local region='--level --box --slice' shrinking='--scale --cache-mb' words=''
-    local output='--tile --compression --quality --type --all-levels --threads --force --quiet'
+    local opening='--strict --indices' ending='--force --quiet'
+    local output="--damaged --layout --tile --compression --quality --type --strip --all-levels
+        --threads $ending"
     case $previous in
         --compression) words='deflate none lzw zstd jpeg' ;;
+        --damaged) words='fail fill' ;;
+        --format) [[ $subcommand == render ]] && words='png jpeg' || words='raw npy' ;;
+        --layout) words='plain ome cog' ;;
         --levels) words='auto source previous' ;;
-        --type) words='u8 u16 u32 f32 f64' ;;
-        --level | --box | --slice | --scale | --cache-mb | --size | --tile | --quality | --threads)
-            words=' ' # a number, of which nothing is known
+        --type) words='native u8 i8 u16 i16 u32 i32 u64 i64 f16 f32 f64' ;;
+        --level | --box | --slice | --scale | --cache-mb | --size | --tile | --quality | \
+            --threads | --channels | --range)
+            words=' ' # of which nothing is known
             ;;
-        --output) return ;;
+        --output | --against) return ;;
     esac
     if [[ -z $words && $word == -* ]]; then
         case $subcommand in
             '') words='--version' ;;
-            info) words='--json' ;;
-            convert) words="$region $shrinking --levels $output" ;;
-            merge) words=$output ;;
-            render) words="$region $shrinking --size" ;;
-            read) words="$region --output" ;;
+            info) words="--json $opening --quiet" ;;
+            convert) words="$region $shrinking --levels --channels $opening $output" ;;
+            merge) words="$opening $output" ;;
+            split) words="--channels $opening $output" ;;
+            render)
+                words="$region $shrinking --size --channels --range --format --quality $opening
+                    --damaged $ending"
+                ;;
+            read)
+                words="$region --all-slices --channels --output --format --type $opening --damaged
+                    $ending"
+                ;;
+            verify) words="--against $opening --quiet" ;;
+            compare) words="--metadata $opening --quiet" ;;
         esac
         words+=' -h --help'
     elif [[ -z $words && -z $subcommand ]]; then
-        words='info convert merge render read'
+        words='info convert merge split render read verify compare'
     fi
     # Without words of our own, bash offers the names of files.
     if [[ -n $words ]]; then

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <stdexcept>
 
@@ -111,7 +112,13 @@ std::string toRoundText(double value, int numDigits) {
     // What has that many digits at most reads back from them, and has a shortest form.
     double rounded = value;
     std::from_chars(text.data(), end, rounded);
-    return toText(rounded);
+    double const size = std::abs(rounded);
+    if (!(size >= 1e-4 && size < 1e15)) return toText(rounded);
+    // 300000 is easier to read than 3e+05, though it is not shorter.
+    auto const fixedEnd =
+        std::to_chars(text.data(), text.data() + text.size(), rounded, std::chars_format::fixed)
+            .ptr;
+    return {text.data(), fixedEnd};
 }
 
 std::string toLengthText(double nanometres) {

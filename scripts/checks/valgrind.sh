@@ -35,5 +35,9 @@ quivo=build/dev/bin/quivo
 check $quivo convert mandelbrot:300x200 $out/a.tif --tile 64 --force --quiet
 check $quivo convert $out/a.tif $out/b.tif --scale 0.3 --compression jpeg --force --quiet
 check $quivo info $out/b.tif --json
-check $quivo render $out/a.tif $out/a.png --size 100
-check $quivo read $out/a.tif --level 1 --output $out/a.f64
+check $quivo render $out/a.tif $out/a.png --size 100 --channels 'Red=blue;Green' --force
+check $quivo read $out/a.tif --level 1 --output $out/a.npy --force
+check $quivo split $out/a.tif "$out/{channel}.tif" --force --quiet
+check $quivo merge $out/c.tif A=$out/Red.tif B=$out/Blue.tif --force --quiet
+check $quivo verify $out/a.tif --against mandelbrot:300x200
+check $quivo compare $out/a.tif $out/a.tif

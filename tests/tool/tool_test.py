@@ -1,18 +1,20 @@
 """Runs the tool in an empty folder and checks what it prints, writes and leaves behind.
 
 Usage: tool_test.py PATH_OF_QUIVO"""
-import array, json, os, pty, re, signal, struct, subprocess, sys, tempfile, time, unittest, zlib
+import json, os, pty, signal, subprocess, time, unittest
 from pathlib import Path
 
-QUIVO = os.path.abspath(sys.argv.pop(1))
-SET = "mandelbrot:700x500"
-GREY = [(x * 7919 + y * 104729) % 65536 for y in range(11) for x in range(13)]
+from support import GREY, QUIVO, SET, ToolTest, call, decode_png, read, snapshot, write_tiff
 
 BAD_CALLS = [  # arguments, exit status, a part of the message, why it is wrong
     ("", 2, "subcommand", "nothing to do"),
     ("draw x", 2, "draw", "no such subcommand"),
     ("info gone.tif", 1, "gone.tif", "no such file"),
-    ("info keep.tif", 1, "keep.tif", "not an image"),
+    ("info keep.tif", 1, "keep.tif: is not a TIFF file", "not an image"),
+    ("info grey.tif#2", 1, "no page 2", "one page"),
+    ("info grey.tif#t=2", 1, "no time 2", "one time"),
+    ("info stack.tif#z=2", 1, "slices 0 to 1", "two slices"),
+    (f"info {SET}#c=Rot", 1, "1 (Green)", "no such channel: tell which there are"),
     ("info mandelbrot:0x7", 1, "from 1 to", "an image has pixels"),
     ("info mandelbrot:7x1099511627777", 1, "1099511627776", "one above the limit"),
     (f"convert {SET} o.tif --tile 100", 2, "--tile", "no multiple of 16"),
@@ -21,6 +23,11 @@ BAD_CALLS = [  # arguments, exit status, a part of the message, why it is wrong
     (f"convert {SET} o.tif --type f32 --compression jpeg", 1, "u8", "JPEG holds bytes"),
     ("convert mandelbrot:4294967296x16 o.tif", 1, "4294967295", "TIFF has 32-bit sides"),
     (f"convert {SET} gone/o.tif", 1, "gone/o.tif", "no such folder"),
+    *((f"{start} .", 1, ".: is a folder", "no file can be there") for start in
+      (f"convert {SET}", f"render {SET} --format png", f"read {SET} --output")),
+    (f"convert {SET} o.tif --quality 50", 2, "--compression jpeg", "deflate has no quality"),
+    (f"convert {SET} -", 2, "needs a file", "a TIFF is not written in one go"),
+    ("convert stack.tif o.tif --layout cog", 1, "one slice", "a cloud optimized file is a picture"),
     ("convert grey.tif hard.tif --force", 1, "input", "the input under another name"),
     ("convert grey.tif soft.tif --force", 1, "input", "the input behind a link"),
     ("convert grey.tif keep.tif", 1, "--force", "exists, and nobody said to replace it"),
@@ -28,87 +35,50 @@ BAD_CALLS = [  # arguments, exit status, a part of the message, why it is wrong
     (f"convert {SET} o.tif --scale 0.5 --levels source", 2, "--levels", "they fit no pyramid"),
     ("convert grey.tif o.tif --scale 0.08", 1, "13 x 11", "nothing remains"),
     ("convert grey.tif o.tif --level 1 --box 6,0,9,9", 1, "6 x 5", "wholly outside"),
-    ("merge o.tif a", 2, "NAME=FILE", "no file"),
-    ("merge o.tif =grey.tif", 2, "NAME=FILE", "no name"),
-    ("merge o.tif a=grey.tif b=stack.tif", 1, "stack.tif: Filter has diff", "two slices"),
-    ("merge o.tif a=grey.tif b=mandelbrot:13x11", 1, "multiple channels", "RGB"),
-    ("merge o.tif a=grey.tif a=grey.tif", 1, "already exists", "the same name twice"),
+    ("merge o.tif a", 2, "NAME=INPUT", "no file"),
+    ("merge o.tif =grey.tif", 2, "NAME=INPUT", "no name"),
+    ("merge o.tif a=grey.tif b=stack.tif", 1, "stack.tif: is 13 x 11 x 2", "two slices"),
+    ("merge o.tif a=grey.tif b=mandelbrot:13x11", 1, "mandelbrot:13x11#c=0", "RGB: tell the way"),
+    ("merge o.tif a=grey.tif a=grey.tif", 2, "\"a\"", "the same name twice"),
+    ("split stack.tif o.tif", 2, "{slice}", "all parts in one file"),
+    ("split same.tif o-{channel}.tif", 1, "channel 0 and channel 1", "all parts in one file"),
+    ("split stack.tif {slice}.tif", 1, "1.tif", "the second file would replace one"),
+    ("verify gone.tif", 1, "gone.tif", "no such file"),
+    ("compare grey.tif", 2, "B", "one alone is equal to nothing"),
     (f"render {SET} o.png --size 9 --level 1", 2, "--level", "either says which level"),
     (f"render {SET} o.png --size 9 --scale 0.5", 2, "--scale", "either says how large"),
     (f"render {SET} o.png --level 9", 1, "0 to 8", "no such level: tell the valid ones"),
     (f"render {SET} o.png --slice 1", 1, "slice 0", "no such slice"),
     ("render mandelbrot:4294967296x2 o.png --level 0", 1, "2147483647", "PNG has 31-bit sides"),
-    (f"render {SET} /dev/full", 1, "/dev/full", "the disk is full"),
+    (f"render {SET} o.gif", 2, "--format", "a picture of no known kind"),
+    (f"render {SET} o.png --quality 9", 2, "--quality", "a PNG has none"),
+    (f"render {SET} o.jpg --level 0 --box 0,0,65501,1", 1, "65500", "JPEG has 16-bit sides"),
+    (f"render {SET} o.png --channels Red=rot", 2, "ff8000", "no colour: tell which there are"),
+    (f"render {SET} o.png --range 5,5", 2, "MIN,MAX", "nothing between them"),
+    (f"render {SET} keep.tif --format png", 1, "--force", "nobody said to replace it"),
+    *((f"render {SET} /dev/full --format {kind}", 1, "/dev/full", "the disk is full")
+      for kind in ("png", "jpeg")),
     (f"read {SET} --level -1", 1, "0 to 8", "no such level"),
     (f"read {SET} --box 1,2,3", 2, "X,Y,W,H", "one number is missing"),
     (f"read {SET} --box 1,2,3,0", 2, "at least 1", "an empty region"),
     (f"read {SET} --box 9223372036854775807,0,2,1", 2, "--box", "ends past the 64 bits"),
-    ("read mandelbrot:1099511627776x1099511627776", 1, "GiB", "no such memory"),
+    ("read mandelbrot:1099511627776x1099511627776", 1, "hold", "no such file system"),
+    (f"read {SET} --channels 0,Red", 1, "twice", "the same one by name and number"),
+    ("read stack.tif --slice 1 --all-slices", 2, "--all-slices", "either says which"),
+    (f"read {SET} --output keep.tif", 1, "--force", "nobody said to replace it"),
     (f"read {SET} --output /dev/full", 1, "/dev/full", "the disk is full"),
-    *((f"{start} {'x' * 256}", 1, "x: cannot create: File name too long", "no file can have it")
+    *((f"{start} {'x' * 256}.png", 1, "x.png: cannot create: File name too long",
+       "no file can have it")
       for start in (f"convert {SET}", f"render {SET}", f"read {SET} --output")),
 ]
 
-def call(*args):
-    return subprocess.run([QUIVO, *args], capture_output=True, timeout=120)
-
-def read(image, level=0, box=None, *more):
-    """The values of a region and its extent: channels, height, width."""
-    result = call("read", image, "--level", str(level), *(["--box", box] if box else []),
-                  *more)
-    line = re.fullmatch(r"float64, shape \(channels, z, y, x\) = \((\d+), 1, (\d+), (\d+)\)\n",
-                        result.stderr.decode())
-    channels, height, width = map(int, line.groups())
-    return list(array.array("d", result.stdout)), (channels, height, width)
-
-def decode_png(path):
-    """Width, height, channels and the interleaved samples of a PNG without palette."""
-    data, at, packed = Path(path).read_bytes(), 33, b""
-    width, height, colour = struct.unpack_from(">IIxB", data, 16)
-    while at < len(data):
-        length, kind = struct.unpack_from(">I4s", data, at)
-        packed += data[at + 8:at + 8 + length] if kind == b"IDAT" else b""
-        at += length + 12
-    n = {0: 1, 2: 3, 6: 4}[colour]
-    raw, size, samples = zlib.decompress(packed), width * n, []
-    above = [0] * size
-    for start in range(0, height * (size + 1), size + 1):
-        line = []
-        for i in range(size):
-            a, b, c = (line[i - n], above[i], above[i - n]) if i >= n else (0, above[i], 0)
-            nearest = min((abs(b - c), 0, a), (abs(a - c), 1, b), (abs(a + b - 2 * c), 2, c))[2]
-            line.append(raw[start + 1 + i] + (0, a, b, (a + b) // 2, nearest)[raw[start]] & 255)
-        samples, above = samples + line, line
-    return width, height, n, samples
-
-def write_tiff(path, width, height, code, *slices):
-    """A file of 400 pixels per mm, one strip per slice; `code` is that of the array module."""
-    data = struct.pack("<2sHI", b"II", 42, 8)
-    for i, values in enumerate(slices):
-        pixels, at = array.array(code, values), len(data) + 12 * 12 + 6
-        tags = ((256, width), (257, height), (258, 8 * pixels.itemsize), (259, 1), (262, 1),
-                (273, at), (277, 1), (278, height), (279, pixels.itemsize * len(pixels)),
-                (282, 4000), (283, 4000), (296, 3))
-        entries = b"".join(struct.pack("<HHII", tag, 4, 1, value) for tag, value in tags)
-        following = at + tags[8][1] if i + 1 < len(slices) else 0
-        data += struct.pack("<H", 12) + entries + struct.pack("<I", following) + pixels.tobytes()
-    Path(path).write_bytes(data)
-
-def snapshot():
-    return {path.name: path.read_bytes() for path in Path().iterdir()}
-
-class Tool(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        os.chdir(folder.name)
-        write_tiff("grey.tif", 13, 11, "H", GREY)
-        write_tiff("stack.tif", 13, 11, "H", GREY, GREY[::-1])
-
+class Tool(ToolTest):
     def test_bad_calls_end_with_one_line_and_leave_nothing(self):
         Path("keep.tif").write_text("precious")
         os.link("grey.tif", "hard.tif")
         os.symlink("grey.tif", "soft.tif")
+        call("merge", "same.tif", "a/b=grey.tif", "a:b=grey.tif")  # one name in file systems
+        Path("1.tif").touch()
         before = snapshot()
         for args, status, part, reason in BAD_CALLS:
             with self.subTest(args=args, reason=reason):
@@ -122,14 +92,19 @@ class Tool(unittest.TestCase):
         info = json.loads(call("info", SET, "--json").stdout)
         self.assertEqual(info.pop("levels"), [{"extent": [700 >> level, 500 >> level, 1],
                          "voxelSize": [0, 0, 0], "resolution": None, "stored": False} for level in range(9)])
-        self.assertEqual(info, {"extent": [700, 500, 1], "channels": 3, "valueRange": [0, 255],
-                                "channelNames": ["Red", "Green", "Blue"],
-                                "tileExtent": [256, 256, 1], "id": "", "groupId": "",
-                                "areaMM2": None})
+        expected = {"extent": [700, 500, 1], "channels": 3, "valueRange": [0, 255],
+                    "channelNames": ["Red", "Green", "Blue"], "tileExtent": [256, 256, 1],
+                    "id": "", "groupId": "", "areaMM2": None, "sampleType": "u8",
+                    "colourModel": "rgb", "alpha": "none", "noData": None}
+        self.assertEqual(info, info | expected)
         info = json.loads(call("info", "../" + Path.cwd().name + "/grey.tif", "--json").stdout)
         self.assertEqual((info["id"], info["groupId"]), ("grey", Path.cwd().name))
         self.assertEqual([level["resolution"] for level in info["levels"]], [400, 200, 100, 50])
         self.assertAlmostEqual(info["areaMM2"], 13 * 11 / 400 ** 2, 15)
+        self.assertEqual((info["sampleType"], info["pixelSize"]), ("u16", [2500, 2500, None]))
+        self.assertEqual(info["facts"]["layout"], "strips of 11 rows")
+        page = json.loads(call("--", "info", "stack.tif#2", "--json").stdout)
+        self.assertEqual([part["selector"] for part in page["otherParts"]], ["#1"])
         # Names may be any bytes: no forged lines, no broken JSON.
         name = os.fsdecode(b"\xff\n\xce\xbc\xe2\x82.tif")
         os.link("grey.tif", name)
@@ -164,7 +139,7 @@ class Tool(unittest.TestCase):
                 for y in range(-2, 3) for x in range(9, 17)]
         self.assertEqual(read("grey.tif"), (GREY, (1, 11, 13)))
         self.assertEqual(read("grey.tif", 0, "9,-2,8,5"), (part, (1, 5, 8)))
-        call("render", "grey.tif", "grey.png", "--level", "0")
+        call("render", "grey.tif", "grey.png", "--level", "0", "--range", "0,65535")
         self.assertEqual(decode_png("grey.png"), (13, 11, 1, [int(v / 257 + 0.5) for v in GREY]))
 
     def test_pieces_equal_the_whole(self):
@@ -188,7 +163,7 @@ class Tool(unittest.TestCase):
             w, h = (301, 270) if box else (700, 500)
             while size > 1 and max(w, h) // 2 >= size: w, h = w // 2, h // 2
             expected = (size, int(h * (size + 0.5) / w)) if size < w else (w, h)
-            call("render", SET, "o.png", "--size", str(size), *(["--box", box] if box else []))
+            call("render", SET, "o.png", "--force", "--size", str(size), *(["--box", box] if box else []))
             self.assertEqual(decode_png("o.png")[:2], expected, (size, box))
 
     def test_box_slice_and_scale(self):
@@ -200,7 +175,7 @@ class Tool(unittest.TestCase):
         args = "--box", "3,1,10,10", "--slice", "1", "--scale", "0.5"
         call("convert", "stack.tif", "o.tif", *args, "--quiet", "--force", "--type", "f64")
         self.assertEqual(read("o.tif"), (half, (1, 5, 5)))
-        call("render", "stack.tif", "o.png", *args)
+        call("render", "stack.tif", "o.png", "--range", "0,65535", *args)
         self.assertEqual(decode_png("o.png"), (5, 5, 1, [int(v / 257 + 0.5) for v in half]))
         call("convert", "stack.tif", "o.tif", "--level", "1", "--box", "-1,2,4,9", "--force")
         self.assertEqual(read("o.tif")[0], read("stack.tif", 1, "0,2,3,3")[0])
@@ -248,14 +223,18 @@ class Tool(unittest.TestCase):
             self.assertEqual(sum(level["stored"] for level in levels), count)
             self.assertEqual((read("set.tif")[0], read("set.tif", 1)[0]), (v, level1))
         write_tiff("wide.tif", 2, 1, "I", [1, 4294967295])
-        result = call("convert", "wide.tif", "float.tif", "--quiet")
-        self.assertEqual((result.returncode, result.stdout), (0, b""))
-        self.assertRegex(result.stderr.decode(), r"\Aquivo: warning: [^\n]*--type u32[^\n]*\n\Z")
+        for options, warning in (([], ""),
+                                 (["--type", "f32"], r"quivo: warning: [^\n]*u32[^\n]*\n")):
+            result = call("convert", "wide.tif", "float.tif", "--quiet", "--force", *options)
+            self.assertEqual((result.returncode, result.stdout), (0, b""))
+            self.assertRegex(result.stderr.decode(), rf"\A{warning}\Z")
+            self.assertEqual(read("float.tif")[0][0], 1)
+            self.assertEqual(read("float.tif")[0][1] == 4294967295, not options)
 
     def test_info_and_progress_for_people(self):
         text = call("info", SET).stdout.decode()
         for line in ("extent +700 x 500 x 1", r"channels +3 \(Red, Green, Blue\)",
-                     "value range +0 to 255", "8 +2 x 1 x 1 +unknown +unknown +no"):
+                     "value range +0 to 255", "8 +2 x 1 x 1 +unknown +unknown", "All .* computed"):
             self.assertRegex(text, "(?m)^ +" + line)
         terminal, end = pty.openpty()
         process = subprocess.Popen([QUIVO, *"convert mandelbrot:4000x4000 o.tif".split()],
@@ -272,13 +251,16 @@ class Tool(unittest.TestCase):
 
     def test_interrupt_ends_the_work_and_leaves_nothing(self):
         before = snapshot()
-        for args in "convert {} o.tif", "render {} o.png --level 0", "read {} --output o.f64":
+        for args, number in (("convert {} o.tif", signal.SIGINT),
+                             ("read {} --output o.f64", signal.SIGHUP),
+                             ("render {} o.png --level 0", signal.SIGTERM),
+                             ("merge o.tif a={}#c=0", signal.SIGINT)):
             args = args.format("mandelbrot:6000x6000").split()
             process = subprocess.Popen([QUIVO, *args], stderr=subprocess.PIPE)
             while len(os.listdir()) == len(before) and process.poll() is None: time.sleep(0.02)
-            process.send_signal(signal.SIGINT)
+            process.send_signal(number)
             message = process.communicate(timeout=60)[1]
-            self.assertEqual((process.returncode, message.count(b"\n")), (130, 1))
+            self.assertEqual((process.returncode, message.count(b"\n")), (128 + number, 1))
             self.assertEqual(snapshot(), before)
 
     def test_a_killed_convert_leaves_one_file_and_that_until_the_next(self):

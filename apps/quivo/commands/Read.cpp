@@ -104,7 +104,8 @@ void addReadCommand(CLI::App& app, Ending& ending) {
     auto const options = std::make_shared<ReadOptions>();
     addPath(*command, "INPUT", &options->input, inputHelp)->required();
     CLI::Option* const slice = options->region.addTo(*command, zerosAtBorder, "0 without it");
-    command->add_flag("--all-slices", options->allSlices, "all slices")->excludes(slice);
+    command->add_flag("--all-slices", options->allSlices, "all slices; not with --slice")
+        ->excludes(slice);
     addChannelsOption(*command, &options->channels,
                       "the channels, by name or by number from 0, in this order; all without it");
     addPath(*command, "--output", &options->output,

@@ -139,7 +139,7 @@ void addRenderCommand(CLI::App& app, Ending& ending) {
     addInteger(*command, "--size", &options->size, positiveInteger,
                "the pixels on the longer side of the picture, fewer only where there are no more, "
                "more where the shorter side would have none; 1024 without it, unless --level, "
-               "--box or --scale is given; with --level only of a --box")
+               "--box or --scale is given; not with --scale, with --level only of a --box")
         ->excludes(scale);
     options->shown.addTo(*command);
     addChoice<std::optional<PictureFormat>, PictureFormat>(

@@ -66,11 +66,11 @@ private:
 bool isLossy(Input const& input) {
     auto const* const contents = dynamic_cast<StoredContents const*>(&input.getSource());
     if (!contents) return false;
-    static constexpr std::array<std::string_view, 5> codecs{"JPEG", "WebP", "LERC", "LogLuv",
-                                                            "YCbCr"};
+    static constexpr std::array<std::string_view, 6> codecs{"JPEG",   "WebP",  "LERC",
+                                                            "LogLuv", "YCbCr", "logarithmic"};
     auto const facts = contents->getFacts();
     return std::any_of(facts.begin(), facts.end(), [](auto const& fact) {
-        bool const tells = fact.first == "compression" || fact.first == "colours";
+        bool const tells = fact.first == "compression" || fact.first == "stored colours";
         return tells && std::any_of(codecs.begin(), codecs.end(), [&](std::string_view codec) {
                    return fact.second.find(codec) != std::string::npos;
                });

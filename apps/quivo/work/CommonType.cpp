@@ -30,13 +30,12 @@ bool isSigned(SampleType type) noexcept {
     return !isInteger(type) || countDigits(type) != 8 * getSampleBytes(type);
 }
 
-/// Whether `type` holds every value of `other`.
+}  // namespace
+
 bool holds(SampleType type, SampleType other) noexcept {
     if (isInteger(type) && !isInteger(other)) return false;
     return countDigits(type) >= countDigits(other) && (isSigned(type) || !isSigned(other));
 }
-
-}  // namespace
 
 CommonType findCommonType(std::span<SampleType const> types) noexcept {
     static constexpr std::array candidates{SampleType::U8,  SampleType::I8,  SampleType::U16,

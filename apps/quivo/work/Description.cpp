@@ -39,7 +39,7 @@ std::string list(Lines texts, std::size_t most) {
 
 /// A line of facts, unless there is nothing to tell.
 std::string makeFact(std::string const& what, std::string const& text) {
-    constexpr std::size_t width = 13;
+    constexpr std::size_t width = 16;
     if (text.empty()) return {};
     std::size_t const gap = what.size() < width ? width - what.size() : 1;
     return "  " + toLine(what) + std::string(gap, ' ') + toLine(text) + "\n";
@@ -202,23 +202,14 @@ std::string describeForPeople(Input const& input) {
     text += makeFact("channels", std::to_string(image.getNumChannels()) +
                                      (names.empty() ? "" : " (" + list(names, 16) + ")"));
     auto const* const contents = dynamic_cast<StoredContents const*>(&input.getSource());
-    std::string colours = describeColours(metadata);
-    if (contents) {
-        for (auto const& [what, fact] : contents->getFacts()) {
-            if (what != "colours") continue;
-            colours += colours.empty() || fact == colours ? "" : "; in the file: ";
-            if (fact != colours) colours += fact;
-        }
-    }
-    text += makeFact("colours", colours);
+    text += makeFact("colours", describeColours(metadata));
     text += describeChannels(image, metadata);
     text += makeFact("sample type", toString(input.getSampleType()));
     text += makeFact("value range", describeRange(image.getValueRange()));
     text += makeFact("no-data", metadata.noData ? toText(*metadata.noData) : "");
     if (contents) {
         for (auto const& [what, fact] : contents->getFacts()) {
-            bool const isTold = what == "colours" || (what == "no-data" && metadata.noData);
-            if (!isTold) text += makeFact(what, fact);
+            if (what != "no-data" || !metadata.noData) text += makeFact(what, fact);
         }
     } else {
         text += makeFact("tile extent", toText(image.getTileExtent()));

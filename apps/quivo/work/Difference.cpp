@@ -26,7 +26,10 @@ template <typename T>
 void addPlane(Difference& sum, T const* a, T const* b, Box const& piece) {
     long long const count = piece.getSize();
     sum.numValues += count;
-    if (!std::is_integral_v<T>) see(sum.seen, a, count);
+    if (!std::is_integral_v<T>) {
+        see(sum.seen, a, count);
+        see(sum.seen, b, count);
+    }
     if (std::memcmp(a, b, static_cast<std::size_t>(count) * sizeof(T)) == 0) return;
     for (long long i = 0; i < count; ++i) {
         if (isSame(a[i], b[i])) continue;

@@ -4,6 +4,7 @@
 #include "options/Selection.h"
 #include "terminal/ProgressBar.h"
 #include "terminal/Report.h"
+#include "work/CommonType.h"
 
 #include <quivo/chains/Text.h>
 #include <quivo/core/Levels.h>
@@ -41,8 +42,21 @@ void configure(TiffWriter& writer, OutputOptions const& options, Pyramid const& 
     writer.setUseSrcImagePyramid(pyramid.takesLevels);
 }
 
+/// Whoever chooses a type by --type should know that values may change.
+void warnOfType(OutputOptions const& options, Pyramid const& pyramid) {
+    if (!options.sampleType) return;
+    for (Input const* input : pyramid.inputs) {
+        SampleType const type = input->getSampleType();
+        if (holds(*options.sampleType, type)) continue;
+        warn(pyramid.output, toString(*options.sampleType) + " does not hold all values of " +
+                                 toString(type) + ": the others become the nearest that it has");
+        return;
+    }
+}
+
 /// Prints what the user should know when the work begins. --strip is no loss.
-void printWarnings(TiffWriter const& writer, Pyramid const& pyramid) {
+void printWarnings(TiffWriter const& writer, OutputOptions const& options, Pyramid const& pyramid) {
+    warnOfType(options, pyramid);
     for (std::string const& warning : pyramid.warnings) warn(pyramid.output, warning);
     std::string losses;
     for (std::string const& loss : writer.getLosses())
@@ -92,7 +106,7 @@ Status writePyramid(OutputOptions const& options, Pyramid const& pyramid,
     {
         ProgressBar progress(options.quiet ? ProgressBar::Style::Quiet : ProgressBar::Style::AtOnce,
                              options.getTileSide() * options.getTileSide(),
-                             [&] { printWarnings(writer, pyramid); });
+                             [&] { printWarnings(writer, options, pyramid); });
         writer.writeImage(&progress, &checker);
     }
     switch (writer.getOutcome()) {
