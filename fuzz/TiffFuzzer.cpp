@@ -79,11 +79,25 @@ private:
     int left_ = 0;
 };
 
-/// Whether two reads gave the same bits.
+/// Whether two reads gave the same values: not a number is one of them.
 bool isSame(Values const& a, Values const& b) {
-    return a.size() == b.size() &&
-           (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);
+    return std::ranges::equal(a, b, [](double x, double y) {
+        return x == y ? std::signbit(x) == std::signbit(y) : std::isnan(x) && std::isnan(y);
+    });
 }
+
+/// 16 bits of a float as what they say: sign, 5 bits of exponent, 10 of fraction.
+struct Half {
+    std::uint16_t bits;
+
+    explicit operator double() const {
+        int const exponent = bits >> 10 & 31, fraction = bits & 1023;
+        double const size = exponent == 31  ? (fraction ? std::nan("") : HUGE_VAL)
+                            : exponent == 0 ? std::ldexp(fraction, -24)
+                                            : std::ldexp(1024 + fraction, exponent - 25);
+        return bits >> 15 ? -size : size;
+    }
+};
 
 /// Samples of the image's type as the doubles that they are.
 template <typename T>
@@ -105,15 +119,21 @@ Values toDoubles(SampleType type, std::vector<std::byte> const& bytes, std::size
             return toDoubles<std::uint16_t>(bytes, count);
         case SampleType::U32:
             return toDoubles<std::uint32_t>(bytes, count);
+        case SampleType::U64:
+            return toDoubles<std::uint64_t>(bytes, count);
         case SampleType::I8:
             return toDoubles<std::int8_t>(bytes, count);
         case SampleType::I16:
             return toDoubles<std::int16_t>(bytes, count);
         case SampleType::I32:
             return toDoubles<std::int32_t>(bytes, count);
+        case SampleType::I64:
+            return toDoubles<std::int64_t>(bytes, count);
+        case SampleType::F16:
+            return toDoubles<Half>(bytes, count);
         case SampleType::F32:
             return toDoubles<float>(bytes, count);
-        default:  // no file has other types
+        case SampleType::F64:
             break;
     }
     return toDoubles<double>(bytes, count);

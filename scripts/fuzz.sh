@@ -35,14 +35,14 @@ make_seeds() {
     mkdir -p "$seeds"
     cd "$seeds"
     local type codec
-    for type in u8 u16 u32 f32 f64; do
+    for type in u8 i16 u64 f16 f32 f64; do
         "$quivo" convert mandelbrot:40x36 ours-$type.tif --type $type --tile 16 --quiet --all-levels
     done
     for codec in none lzw deflate zstd jpeg; do
         "$quivo" convert mandelbrot:40x36 ours-$codec.tif --compression $codec --tile 32 --quiet
     done
     # One channel, four, two slices, names; noise in planes of bytes, shorts, longs and floats.
-    seq -s " " 3000 | head -c 9000 >noise.raw
+    head -c 9000 <(seq -s " " 3000) >noise.raw
     local options=(-H 0 -c none)
     raw2tiff "${options[@]}" -w 24 -l 20 noise.raw grey.tif
     raw2tiff "${options[@]}" -w 24 -l 20 -b 3 -p rgb noise.raw rgb.tif
