@@ -181,7 +181,7 @@ private:
         require(std::isfinite(range.min) && std::isfinite(range.max) && range.min < range.max,
                 "a value range is a range");
         Vector const voxel = image_.getVoxelSize(0);
-        require(voxel.x >= 0 && voxel.y >= 0 && voxel.z == 0, "a voxel size is not negative");
+        require(voxel.x >= 0 && voxel.y >= 0 && voxel.z >= 0, "a voxel size is not negative");
         require(image_.getURL() == path_ && image_.getHash() == 0, "the file itself");
         require(image_.getViewableRepresentation() != nullptr, "a view");
         for (long long index : {-1LL, 0LL, 1LL, extent.z - 1, extent.z}) {
