@@ -178,6 +178,56 @@ TEST_F(TiffMetadataTest, OfAPartEverythingIsWhereItIs) {
     }
 }
 
+TEST_F(TiffMetadataTest, WhatALayoutCannotHoldIsNamedAndNothingElse) {
+    Metadata stains, inks, glass, thick, half, instrument;
+    for (auto* m : {&stains, &inks, &glass, &thick, &half, &instrument}) m->channels.resize(2);
+    stains.channels[0].colour = Colour{1, 0, 0};
+    inks.colourModel = Cmyk;
+    inks.channels.resize(4);
+    glass.channels[1].alpha = AlphaKind::Unassociated;
+    thick.pixelSize = {250, 250, 1000};
+    half.pixelSize = {63500, 0, 0};
+    instrument.properties["ome:XML"] =
+        "<OME><Instrument/><Image><Pixels><Channel Fluor='a' Color='1'/></Pixels></Image></OME>";
+    struct Case {
+        Metadata metadata;
+        char const* plain;  // what is lost
+        char const* ome;
+    } const cases[] = {
+        {stains, "colours of the channels", ""},
+        {inks, "", "inks"},
+        {glass, "", "which channel is opacity"},
+        {thick, "distance of the slices", ""},
+        {half, "", ""},
+        {instrument, "the OME-XML", "(Fluor, Instrument)"},
+    };
+    for (auto const& [metadata, plain, ome] : cases) {
+        for (auto const layout : {TiffLayout::Plain, TiffLayout::Ome}) {
+            std::string const lost = layout == TiffLayout::Ome ? ome : plain;
+            SCOPED_TRACE(plain + std::string("/") + ome +
+                         (layout == TiffLayout::Ome ? " ome" : ""));
+            Source source(std::ssize(metadata.channels));
+            TiffWriter writer;
+            writer.setSrcImage(&source, false);
+            writer.setFilename(path);
+            writer.setLayout(layout);
+            writer.setMetadata(metadata);
+            writer.writeImage(nullptr, nullptr);
+            ASSERT_EQ(writer.getOutcome(), TiffWriter::Outcome::Complete) << writer.getFailure();
+            ASSERT_EQ(writer.getLosses().size(), lost.empty() ? 0U : 1U);
+            if (lost.empty()) {
+                auto const told = metadataOf(path);
+                EXPECT_EQ(told.pixelSize, metadata.pixelSize);
+                EXPECT_EQ(told.description, "") << "nothing is invented";
+                EXPECT_EQ(told.channels[0].colour, metadata.channels[0].colour);
+            } else {
+                EXPECT_NE(writer.getLosses()[0].find(lost), std::string::npos)
+                    << writer.getLosses()[0];
+            }
+        }
+    }
+}
+
 TEST_F(TiffMetadataTest, ForTheCloudDirectoriesComeFirstAndCoarseTilesBeforeFineOnes) {
     Source source(3);
     TiffWriter writer;

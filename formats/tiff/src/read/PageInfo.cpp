@@ -212,9 +212,12 @@ void PageInfo::readValueRange(TiffHandle& tiff) {
     if (TIFFGetField(tiff.get(), TIFFTAG_MAXSAMPLEVALUE, &limit)) stated.max = limit;
     stated.min = tiff.getOr<double>(TIFFTAG_SMINSAMPLEVALUE, stated.min);
     stated.max = tiff.getOr<double>(TIFFTAG_SMAXSAMPLEVALUE, stated.max);
-    bool const isSensible =
-        std::isfinite(stated.min) && std::isfinite(stated.max) && stated.min < stated.max;
-    if (!isSensible) return;
+    // What no sample can be was not said of these samples.
+    auto const possible = getDefaultValueRange(sampleType);
+    bool const isPossible = isInteger(sampleType)
+                                ? stated.min >= possible.min && stated.max <= possible.max
+                                : std::isfinite(stated.min) && std::isfinite(stated.max);
+    if (!isPossible || !(stated.min < stated.max)) return;
     valueRange = stated;
     if (presentation == Presentation::Inverted && isInteger(sampleType)) {
         // Integers are turned over in the range of their bits, and so is what is said of them.

@@ -134,6 +134,19 @@ ColourTags chooseColours(Metadata const& metadata, SampleType type) {
     return result;
 }
 
+ColourTags describePlanes(Metadata const& metadata) {
+    ColourTags result;
+    result.photometric = PHOTOMETRIC_MINISBLACK;
+    auto const model = metadata.colourModel;
+    if (model != ColourModel::None && model != ColourModel::Grey) {
+        result.losses.push_back("that the channels are " + toText(model));
+    }
+    if (!areOpaque(metadata, 0, std::ssize(metadata.channels))) {
+        result.losses.emplace_back("which channel is opacity");
+    }
+    return result;
+}
+
 std::vector<std::string> getImpliedNames(Metadata const& metadata) {
     auto const count = std::ssize(metadata.channels);
     auto const isRgb = metadata.colourModel == ColourModel::Rgb;

@@ -26,6 +26,9 @@ struct ColourTags {
 /// others that nobody says anything of.
 [[nodiscard]] ColourTags chooseColours(Metadata const& metadata, SampleType type);
 
+/// What each channel is called on pages of its own: lightness, whatever it means.
+[[nodiscard]] ColourTags describePlanes(Metadata const& metadata);
+
 /// What TIFF alone would call the channels where nothing names them; then names need not be stored.
 [[nodiscard]] std::vector<std::string> getImpliedNames(Metadata const& metadata);
 

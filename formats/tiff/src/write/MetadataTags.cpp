@@ -173,6 +173,9 @@ void MetadataTags::addDescription(Metadata const& metadata, WrittenShape const& 
     auto const numChannels = std::ssize(metadata.channels);
     if (shape.layout == TiffLayout::Ome) {
         first_.addText(TIFFTAG_IMAGEDESCRIPTION, makeOmeXml(metadata, shape));
+        auto const* const old = find(metadata, "ome:XML");
+        auto const items = old ? findFurtherOmeItems(*old) : std::string();
+        if (!items.empty()) losses_.push_back("what the OME-XML says further (" + items + ")");
         return;
     }
     for (auto const& [property, isTrue, loss] : structured) {
@@ -254,7 +257,8 @@ void MetadataTags::addBlocks(Metadata const& metadata) {
 }
 
 void MetadataTags::addChannels(Metadata const& metadata, WrittenShape const& shape) {
-    auto const colours = chooseColours(metadata, shape.sampleType);
+    auto const colours =
+        shape.arePagesApart ? describePlanes(metadata) : chooseColours(metadata, shape.sampleType);
     losses_.insert(losses_.end(), colours.losses.begin(), colours.losses.end());
     GdalMetadata wanted;
     auto const implied = getImpliedNames(metadata);
@@ -275,6 +279,10 @@ void MetadataTags::addChannels(Metadata const& metadata, WrittenShape const& sha
     auto const isOme = shape.layout == TiffLayout::Ome;
     if (hasColours && !isOme) {
         losses_.emplace_back("the colours of the channels (--layout ome keeps them)");
+    }
+    // A single slice has a thickness as well.
+    if (metadata.pixelSize[2] > 0 && !isOme && !saysPixelSize_) {
+        losses_.emplace_back("the distance of the slices (--layout ome keeps it)");
     }
     if (hasWindows) losses_.emplace_back("the display windows of the channels");
     if (auto const* const raw = find(metadata, "tiff:GDALMetadata")) {
@@ -329,14 +337,17 @@ void MetadataTags::readResolution(Metadata const& metadata) {
         resolutionUnit_ = static_cast<std::uint16_t>(raw->unit);
         return;
     }
-    if (!(size[0] > 0 && size[1] > 0)) return;
-    constexpr double nanometresPerCentimetre = 1e7;
-    resolution_ = {toRational(nanometresPerCentimetre / size[0]),
-                   toRational(nanometresPerCentimetre / size[1])};
-    resolutionUnit_ = RESUNIT_CENTIMETER;
-    bool const isNear = resolution_[0][1] > 0 && resolution_[1][1] > 0;
-    if (!isNear) losses_.emplace_back("the size of a pixel");
-    if (!isNear) resolutionUnit_ = 0;
+    bool isKept = true;
+    for (std::size_t axis = 0; axis < 2; ++axis) {
+        if (!(size[axis] > 0)) continue;
+        constexpr double nanometresPerCentimetre = 1e7;
+        resolution_[axis] = toRational(nanometresPerCentimetre / size[axis]);
+        resolutionUnit_ = RESUNIT_CENTIMETER;
+        isKept = isKept && resolution_[axis][1] > 0;
+    }
+    if (isKept) return;
+    losses_.emplace_back("the size of a pixel");
+    resolutionUnit_ = 0;
 }
 
 TagList MetadataTags::makeResolution(long long level) const {
@@ -353,8 +364,12 @@ TagList MetadataTags::makeResolution(long long level) const {
             }
         }
     }
-    tags.addRationals(TIFFTAG_XRESOLUTION, {&scaled[0], 1});
-    tags.addRationals(TIFFTAG_YRESOLUTION, {&scaled[1], 1});
+    for (std::size_t axis = 0; axis < 2; ++axis) {
+        auto const tag =
+            static_cast<std::uint16_t>(axis == 0 ? TIFFTAG_XRESOLUTION : TIFFTAG_YRESOLUTION);
+        bool const isTold = resolution_[axis] != std::array<std::uint32_t, 2>{};
+        if (isTold) tags.addRationals(tag, {&scaled[axis], 1});
+    }
     tags.addShort(TIFFTAG_RESOLUTIONUNIT, resolutionUnit_);
     return tags;
 }

@@ -20,6 +20,7 @@ struct WrittenShape {
     Vector extent;
     SampleType sampleType = SampleType::U8;
     TiffLayout layout = TiffLayout::Plain;
+    bool arePagesApart = false;  ///< every channel has pages of its own
 };
 
 /// Metadata as the tags of a file. What stood in tags of the source is written as it stood there

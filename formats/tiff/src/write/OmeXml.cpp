@@ -6,10 +6,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <new>
+#include <set>
 #include <sstream>
 #include <string_view>
 #include <vector>
@@ -145,7 +147,7 @@ std::string makeOmeXml(Metadata const& metadata, WrittenShape const& shape) {
     root.set("xsi:schemaLocation", std::string(schema) + " " + schema + "/ome.xsd");
     root.set("Creator", "QuivoCore");
     auto image = root.add("Image");
-    image.set("ID", "Image:0").set("Name", "Image0");
+    image.set("ID", "Image:0");
     if (isDateTime(metadata.date)) image.add("AcquisitionDate").setText(metadata.date);
     if (!metadata.description.empty()) image.add("Description").setText(metadata.description);
     auto pixels = image.add("Pixels");
@@ -177,6 +179,43 @@ std::string makeOmeXml(Metadata const& metadata, WrittenShape const& shape) {
     TextWriter writer;
     document.save(writer, "", pugi::format_raw, pugi::encoding_utf8);
     return std::move(writer.text);
+}
+
+std::string findFurtherOmeItems(std::string const& xml) {
+    static std::set<std::string_view> const written{
+        "OME",     "Image",    "Description", "AcquisitionDate", "AcquiredDate", "Pixels",
+        "Channel", "TiffData", "UUID",        "CreationDate"};
+    static std::set<std::string_view> const ofChannel{"ID", "Name", "SamplesPerPixel", "Color"};
+    pugi::xml_document document;
+    if (xml.size() > largestXml) return {};
+    auto const parsed = document.load_buffer(xml.data(), xml.find_last_not_of('\0') + 1);
+    if (parsed.status == pugi::status_out_of_memory) throw std::bad_alloc();
+    struct Collector : pugi::xml_tree_walker {
+        std::set<std::string> found;
+        void tell(std::string_view name) {
+            auto const isOdd = [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); };
+            if (std::none_of(name.begin(), name.end(), isOdd)) found.emplace(name);
+        }
+        bool for_each(pugi::xml_node& node) override {
+            if (node.type() != pugi::node_element) return true;
+            auto const name = getLocalName(node);
+            if (!written.contains(name)) tell(name);
+            if (name != "Channel") return true;
+            for (auto const& item : node.attributes()) {
+                if (!ofChannel.contains(item.name())) tell(item.name());
+            }
+            return true;
+        }
+    } collector;
+    document.traverse(collector);
+    constexpr std::size_t mostTold = 6;
+    std::string told;
+    std::size_t count = 0;
+    for (auto const& name : collector.found) {
+        if (++count > mostTold) break;
+        told += (told.empty() ? "" : ", ") + name;
+    }
+    return told + (count > mostTold ? ", ..." : "");
 }
 
 bool isOmeXmlTrue(std::string const& xml, long long numChannels, WrittenShape const& shape) {

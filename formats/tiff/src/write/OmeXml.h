@@ -22,6 +22,11 @@ struct WrittenShape;
 /// error: std::bad_alloc.
 [[nodiscard]] std::string makeOmeXml(Metadata const& metadata, WrittenShape const& shape);
 
+/// What a source's OME-XML says beside what is written: names of elements and of attributes of
+/// channels, a few of them. Empty where there is nothing.
+/// error: std::bad_alloc.
+[[nodiscard]] std::string findFurtherOmeItems(std::string const& xml);
+
 /// Whether what a source's description says of pages and planes is also so in a file that has a
 /// page with all channels for every slice.
 /// error: std::bad_alloc.

@@ -30,7 +30,8 @@ bool isValueOf(SampleType type, double value) {
 PageTags::PageTags(TiffPlan const& plan, TileCodec const& codec)
     : plan_(plan),
       format_(plan.getFormat()),
-      colours_(chooseColours(plan.metadata, plan.pyramid.tile.sampleType)),
+      colours_(plan.arePagesApart() ? describePlanes(plan.metadata)
+                                    : chooseColours(plan.metadata, plan.pyramid.tile.sampleType)),
       metadata_(plan.metadata, plan.getShape()),
       jpegTables_(codec.getJpegTables()) {}
 
@@ -55,13 +56,11 @@ TagList PageTags::make(long long level, long long slice, long long plane, TileIn
                                             (numPages > 1 ? FILETYPE_PAGE : 0)));
     tags.addShorts(TIFFTAG_BITSPERSAMPLE, perChannel(8 * getSampleBytes(format_.sampleType)));
     tags.addShort(TIFFTAG_COMPRESSION, format_.getCompressionTag());
-    bool const isPlane = plan_.arePagesApart();
-    tags.addShort(TIFFTAG_PHOTOMETRIC, format_.isYCbCr() ? std::uint16_t{PHOTOMETRIC_YCBCR}
-                                       : isPlane         ? std::uint16_t{PHOTOMETRIC_MINISBLACK}
-                                                         : colours_.photometric);
+    tags.addShort(TIFFTAG_PHOTOMETRIC,
+                  format_.isYCbCr() ? std::uint16_t{PHOTOMETRIC_YCBCR} : colours_.photometric);
     tags.addShort(TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
     tags.addShort(TIFFTAG_SAMPLESPERPIXEL, static_cast<std::uint16_t>(channels));
-    bool const isSeparate = plan_.arePlanesApart() && !isPlane;
+    bool const isSeparate = plan_.arePlanesApart() && !plan_.arePagesApart();
     tags.addShort(TIFFTAG_PLANARCONFIG, isSeparate ? std::uint16_t{PLANARCONFIG_SEPARATE}
                                                    : std::uint16_t{PLANARCONFIG_CONTIG});
     if (numPages > 1 && numPages <= std::numeric_limits<std::uint16_t>::max()) {
@@ -71,10 +70,8 @@ TagList PageTags::make(long long level, long long slice, long long plane, TileIn
     }
     tags.addIntegers(TIFFTAG_TILEBYTECOUNTS, getCountType(tiles, form), tiles.sizes);
     tags.addIntegers(TIFFTAG_TILEOFFSETS, form.getOffsetType(), tiles.offsets);
-    if (!isPlane) {
-        tags.add(colours_.tags);
-        tags.addShorts(TIFFTAG_EXTRASAMPLES, colours_.extras);
-    }
+    tags.add(colours_.tags);
+    tags.addShorts(TIFFTAG_EXTRASAMPLES, colours_.extras);
     tags.addShorts(TIFFTAG_SAMPLEFORMAT, perChannel(format_.getSampleFormatTag()));
     addRange(tags);
     if (format_.isYCbCr()) {

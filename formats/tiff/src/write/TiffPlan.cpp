@@ -8,7 +8,7 @@
 namespace Quivo::detail {
 
 WrittenShape TiffPlan::getShape() const {
-    return {pyramid.extents.at(0), pyramid.tile.sampleType, layout};
+    return {pyramid.extents.at(0), pyramid.tile.sampleType, layout, arePagesApart()};
 }
 
 bool TiffPlan::arePagesApart() const {
@@ -30,6 +30,8 @@ TileFormat TiffPlan::getFormat() const {
                        chooseColours(metadata, pyramid.tile.sampleType).isPicture();
     // Half of the time for a twentieth more bytes: such files are made to be moved about, often.
     if (layout == TiffLayout::Cog) format.deflateLevel = 1;
+    // Readers of microscopy know no predictor of floats.
+    format.predictsFloats = layout != TiffLayout::Ome;
     return format;
 }
 

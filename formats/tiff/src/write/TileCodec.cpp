@@ -49,7 +49,8 @@ std::uint16_t TileFormat::getPredictorTag() const noexcept {
     bool const hasOne =
         compression == TiffCompression::Deflate || compression == TiffCompression::Zstd;
     if (!hasOne) return 0;
-    return isInteger(sampleType) ? PREDICTOR_HORIZONTAL : PREDICTOR_FLOATINGPOINT;
+    if (isInteger(sampleType)) return PREDICTOR_HORIZONTAL;
+    return predictsFloats ? PREDICTOR_FLOATINGPOINT : PREDICTOR_NONE;
 }
 
 TileCodec::TileCodec(TileFormat const& format, std::string name)

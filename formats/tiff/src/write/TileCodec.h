@@ -21,6 +21,7 @@ struct TileFormat : TileShape {
     /// Of Deflate. One below libtiff's own takes a sixth less time for a thousandth more bytes of
     /// photographs.
     int deflateLevel = 5;
+    bool predictsFloats = true;
 
     /// The most that one encoded tile can take.
     [[nodiscard]] std::size_t getWorstBytes() const noexcept;
