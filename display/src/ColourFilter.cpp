@@ -21,23 +21,6 @@ namespace Quivo {
 
 namespace {
 
-std::size_t countColours(ColourModel model) noexcept {
-    switch (model) {
-        case ColourModel::Rgb:
-        case ColourModel::CieLab:
-        case ColourModel::IccLab:
-        case ColourModel::LogLuv:
-            return 3;
-        case ColourModel::Cmyk:
-            return 4;
-        case ColourModel::None:
-        case ColourModel::Grey:
-        case ColourModel::Classes:
-            break;
-    }
-    return 1;
-}
-
 bool isLab(ColourModel model) noexcept {
     return model == ColourModel::CieLab || model == ColourModel::IccLab;
 }
@@ -69,8 +52,8 @@ public:
         used_ = findColours(metadata);
         if (used_.empty() && !metadata.channels.empty()) used_.push_back(0);
         check(!used_.empty(), "An image without channels has no colours.");
-        if (used_.size() < countColours(model_)) model_ = ColourModel::None;
-        numColours_ = countColours(model_);
+        if (std::ssize(used_) < countColours(model_)) model_ = ColourModel::None;
+        numColours_ = static_cast<std::size_t>(countColours(model_));
         used_.resize(numColours_);
         for (std::size_t c = 0; c < metadata.channels.size() && alpha_ == AlphaKind::None; ++c) {
             if (static_cast<long long>(c) == used_[0]) continue;
@@ -241,7 +224,7 @@ bool ColourFilter::isNeeded(Metadata const& metadata) noexcept {
         std::count_if(metadata.channels.begin(), metadata.channels.end(), isColour);
     ColourModel const model = metadata.colourModel;
     if (model == ColourModel::None || model == ColourModel::Classes) return false;
-    if (static_cast<std::size_t>(numColours) < countColours(model)) return false;
+    if (numColours < countColours(model)) return false;
     bool const isOfScreen = model == ColourModel::Grey || model == ColourModel::Rgb;
     return !isOfScreen || !metadata.colourProfile.empty();
 }

@@ -26,6 +26,24 @@ enum class ColourModel {
     Classes  ///< one channel of numbers that name things and have no order, as of a land use map
 };
 
+/// The channels that a model takes, in order; any others stand beside the colours.
+[[nodiscard]] constexpr long long countColours(ColourModel model) noexcept {
+    switch (model) {
+        case ColourModel::Rgb:
+        case ColourModel::CieLab:
+        case ColourModel::IccLab:
+        case ColourModel::LogLuv:
+            return 3;
+        case ColourModel::Cmyk:
+            return 4;
+        case ColourModel::None:
+        case ColourModel::Grey:
+        case ColourModel::Classes:
+            break;
+    }
+    return 1;
+}
+
 /// Whether a channel is opacity, and of which kind.
 enum class AlphaKind {
     None,          ///< it is not

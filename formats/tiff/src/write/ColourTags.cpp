@@ -10,24 +10,6 @@ namespace Quivo::detail {
 
 namespace {
 
-/// Channels that a model takes; those that follow are extras.
-long long countColours(ColourModel model) {
-    switch (model) {
-        case ColourModel::Rgb:
-        case ColourModel::CieLab:
-        case ColourModel::IccLab:
-        case ColourModel::LogLuv:
-            return 3;
-        case ColourModel::Cmyk:
-            return 4;
-        case ColourModel::None:
-        case ColourModel::Grey:
-        case ColourModel::Classes:
-            break;
-    }
-    return 1;
-}
-
 std::string toText(ColourModel model) {
     switch (model) {
         case ColourModel::Rgb:
