@@ -3,7 +3,7 @@
 # a time. What is interesting is kept in build/fuzz/corpus, where the next run goes on; inputs that
 # break a promise come to build/fuzz/findings, and the script fails.
 #
-#   scripts/fuzz.sh SECONDS [TARGET]     TARGET is tiff, chain, text or arguments; all without it
+#   scripts/fuzz.sh SECONDS [TARGET]     TARGET is tiff, chain, text, arguments or recipe; all without it
 #
 # A finding is run again with build/fuzz/fuzz/quivo_fuzz_TARGET FILE, and made smaller with
 #   build/fuzz/fuzz/quivo_fuzz_TARGET -minimize_crash=1 -max_total_time=60 FILE
@@ -11,10 +11,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-all=(tiff chain text arguments)
+all=(tiff chain text arguments recipe)
 seconds=${1:-}
 [[ $seconds =~ ^[1-9][0-9]*$ && $# -le 2 && " ${all[*]} " == *" ${2:-tiff} "* ]] || {
-    echo "usage: scripts/fuzz.sh SECONDS [tiff|chain|text|arguments]" >&2
+    echo "usage: scripts/fuzz.sh SECONDS [tiff|chain|text|arguments|recipe]" >&2
     exit 2
 }
 targets=("${all[@]}")
