@@ -34,6 +34,7 @@ struct Rectangle {
     long long y = 0;       ///< of the left upper corner
     long long width = 0;   ///< at least 1, and x + width - 1 does not overflow
     long long height = 0;  ///< likewise
+    /// Whether all four are the same.
     bool operator==(Rectangle const&) const = default;
 };
 
